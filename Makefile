@@ -1,0 +1,58 @@
+# Entry points: `make demo` (sample data converted by a release build), `make test` (every
+# test, normally and under AddressSanitizer + UndefinedBehaviorSanitizer), `make bench`,
+# `make fuzz`, `make install`. Each installs missing build dependencies first.
+JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+RELEASE := build/release
+DEBUG := build/test
+ASAN := build/asan
+BENCH := build/bench
+FUZZ := build/fuzz
+DEMO_DIR ?= demo-out
+PREFIX ?= /usr/local
+FUZZ_SECONDS ?= 60
+
+.PHONY: all deps demo test test-plain test-asan bench fuzz install clean
+
+all: $(RELEASE)/build.ninja
+	cmake --build $(RELEASE) -j $(JOBS)
+
+deps:
+	@scripts/install-deps.sh
+
+$(RELEASE)/build.ninja: | deps
+	cmake -S . -B $(RELEASE) -G Ninja -DCMAKE_BUILD_TYPE=Release -DTRAVUNE_BUILD_TESTS=OFF
+
+demo: $(RELEASE)/build.ninja
+	cmake --build $(RELEASE) -j $(JOBS) --target travune_cli
+	$(RELEASE)/travune demo $(DEMO_DIR)
+
+test: test-plain test-asan
+
+test-plain: deps
+	cmake -S . -B $(DEBUG) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake --build $(DEBUG) -j $(JOBS)
+	cd $(DEBUG) && ctest --output-on-failure -j $(JOBS)
+
+test-asan: deps
+	cmake -S . -B $(ASAN) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTRAVUNE_SANITIZE=ON
+	cmake --build $(ASAN) -j $(JOBS)
+	cd $(ASAN) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	  ctest --output-on-failure -j $(JOBS)
+
+bench: deps
+	cmake -S . -B $(BENCH) -G Ninja -DCMAKE_BUILD_TYPE=Release -DTRAVUNE_BUILD_TESTS=OFF -DTRAVUNE_BUILD_BENCH=ON
+	cmake --build $(BENCH) -j $(JOBS)
+	bench/run.sh $(BENCH)
+
+fuzz:
+	@scripts/install-deps.sh --fuzz
+	CXX=clang++ CC=clang cmake -S . -B $(FUZZ) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DTRAVUNE_BUILD_TESTS=OFF -DTRAVUNE_BUILD_FUZZ=ON
+	cmake --build $(FUZZ) -j $(JOBS)
+	fuzz/run.sh $(FUZZ) $(FUZZ_SECONDS)
+
+install: all
+	cmake --install $(RELEASE) --prefix $(PREFIX)
+
+clean:
+	rm -rf build $(DEMO_DIR)

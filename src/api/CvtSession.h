@@ -1,0 +1,71 @@
+// The process-wide conversion session: the current source, the current writer, the block
+// buffer and the output files of each target format. 64-bit throughout; the exported
+// functions apply their 32-bit limits on top.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "api/FormatRegistry.h"
+#include "platform/Platform.h"
+#include "source/SrcFmt.h"
+#include "target/TgtFmt.h"
+
+namespace travune {
+
+class CvtSession {
+ public:
+  // Opens the description and data files and builds the source. Returns the data-file size or a
+  // negative status. Data files of maxDataSize bytes or more are refused with -1002.
+  int64_t ReadDescription(const char* descName, const char* dataName, int32_t sourceType, uint64_t maxDataSize);
+  // Closes the source data file (a caller that cannot represent the size gives up the data file).
+  void CloseSourceDataFile() { sourceData_.Close(); }
+  int32_t InitConversion(const char* headerName, const char* dataName, int32_t formatId, uint32_t flags);
+  void SetScanRange(uint64_t firstScan, uint64_t numScans);
+  int32_t ConvertBlock(int32_t formatId);
+  int32_t CloseConversion(int32_t formatId);
+  void ReleaseResources();
+
+  SrcFmt* Source() { return source_.get(); }
+  int64_t BlockSize() const { return blockSize_; }
+  uint64_t TotalScans() const { return totalScans_; }
+  const std::string& ListSeparator() const { return listSeparator_; }
+  void SetListSeparator(std::string separator) { listSeparator_ = std::move(separator); }
+
+ private:
+  struct OutputPair {
+    platform::File header;
+    platform::File data;
+  };
+
+  bool AllocateBlockBuffer();
+  void ClosePair(OutputPair& pair);
+  void FinishOpenConversion();
+
+  std::unique_ptr<SrcFmt> source_;
+  platform::File descFile_;
+  platform::File sourceData_;
+  int64_t dataFileSize_ = 0;
+  std::unique_ptr<TgtFmt> writer_;
+  int32_t writerFormatPos_ = -1;
+  bool preConverted_ = false;
+  std::unique_ptr<uint8_t[]> buffer_;
+  uint8_t* outputArea_ = nullptr;
+  uint8_t* inputArea_ = nullptr;
+  int64_t blockSize_ = 0;
+  uint64_t totalScans_ = 0;
+  uint64_t scansDone_ = 0;
+  uint64_t firstScan_ = 0;
+  std::array<OutputPair, kNumTargetRows + 1> outputs_;
+  std::string listSeparator_ = ",";
+};
+
+// The one session of the process.
+CvtSession& TheCvtSession();
+
+// True when the volume of dataName has more than neededBytes free (or cannot be asked).
+bool HasDiskSpace(const char* dataName, uint64_t neededBytes);
+
+}  // namespace travune

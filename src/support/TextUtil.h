@@ -1,0 +1,21 @@
+// Small text and arithmetic helpers: bounded copy, trimming, duplication, rounding up.
+#pragma once
+
+#include <cstdint>
+
+namespace travune {
+
+// Copies text into destination of size bytes (size >= 1). Returns false when it was cut.
+bool BoundedCopy(char* destination, const char* text, int64_t size);
+// Removes, in place, the leading run of characters from leadingSet and the trailing run of
+// characters from trailingSet. Returns text.
+char* Trim(char* text, const char* leadingSet, const char* trailingSet);
+// The white-space set used for trimming descriptions: space, tab, line feed, carriage return.
+inline constexpr const char* kWhiteSpace = " \t\n\r";
+// A new[]-allocated copy of text (null when the allocation fails); the caller deletes[] it.
+char* DupText(const char* text);
+// x rounded up to a multiple of m (x unchanged when already a multiple, when x mod m <= 0,
+// when m <= 0, or when the next multiple would not fit in 64 bits).
+int64_t RoundUpToMultiple(int64_t x, int64_t m);
+
+}  // namespace travune

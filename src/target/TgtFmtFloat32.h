@@ -1,0 +1,14 @@
+// Raw float writer: every scan's scaled values as little-endian 32-bit floats, nothing else.
+#pragma once
+
+#include "target/TgtFmt.h"
+
+namespace travune {
+
+class TgtFmtFloat32 : public TgtFmt {
+ public:
+  explicit TgtFmtFloat32(SrcFmt* source);
+  int64_t ConvertDataBlock(int64_t scans, uint8_t* out, int64_t firstScan) override;
+};
+
+}  // namespace travune

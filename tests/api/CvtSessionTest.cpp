@@ -1,0 +1,264 @@
+// The conversion functions end to end on files in a temp dir: statuses, block sizing, percent
+// steps, scan ranges, the data reaching the output, and the files left behind.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "api/CvtSession.h"
+#include "platform/Platform.h"
+#include "support/LittleEndian.h"
+#include "travune/travune.h"
+
+namespace travune {
+namespace {
+
+class CvtSessionTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/travune-cvt-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    dir_ = pattern;
+    cvtReleaseResources();
+  }
+  void TearDown() override {
+    cvtReleaseResources();
+    std::string command = "rm -rf '" + dir_ + "'";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+  }
+
+  std::string Path(const char* name) const { return dir_ + "/" + name; }
+
+  static void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes) {
+    std::ofstream out(path, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  }
+  static std::vector<uint8_t> ReadFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
+  }
+  // A Morvane description of numChans type-9 counter channels (value = word), scale 1.
+  void WriteCounterDescription(int32_t numChans, uint32_t progScans = 10) {
+    std::vector<uint8_t> d(32 + 56 * static_cast<size_t>(numChans), 0);
+    le::PutI32(&d[0], 5040);
+    le::PutI32(&d[4], numChans);
+    le::PutU32(&d[8], progScans);
+    le::PutF32(&d[28], 100.0f);
+    for (int32_t i = 0; i < numChans; ++i) {
+      uint8_t* p = &d[32 + 56 * static_cast<size_t>(i)];
+      le::PutF32(p, 1.0f);
+      le::PutI32(p + 8, 9);
+      le::PutF32(p + 16, 1.0f);
+    }
+    WriteFile(Path("a.DSC"), d);
+  }
+  // Raw scans whose words count up: word k of the file holds k (mod 65536).
+  void WriteCountingData(int64_t words) {
+    std::vector<uint8_t> d(static_cast<size_t>(words) * 2);
+    for (int64_t k = 0; k < words; ++k) le::PutU16(&d[static_cast<size_t>(k) * 2], static_cast<uint16_t>(k));
+    WriteFile(Path("a.bin"), d);
+  }
+  void MakeSparse(const std::string& path, int64_t size) {
+    ASSERT_EQ(truncate(path.c_str(), size), 0) << path;
+  }
+  int32_t Open() { return cvtReadBinDescFile(Path("a.DSC").c_str(), Path("a.bin").c_str(), TRAVUNE_SRC_MORVANE); }
+  int32_t Init(int32_t format = TRAVUNE_FMT_FLOAT32, const char* name = "out.F32") {
+    return cvtInitDataFileEx(Path("hdr").c_str(), Path(name).c_str(), format, 0);
+  }
+  std::vector<int32_t> ConvertAll(int32_t format = TRAVUNE_FMT_FLOAT32) {
+    std::vector<int32_t> results;
+    for (int guard = 0; guard < 1000; ++guard) {
+      const int32_t r = cvtConvertBinData(format);
+      results.push_back(r);
+      if (r < 0 || r == 100) break;
+    }
+    return results;
+  }
+
+  std::string dir_;
+};
+
+TEST_F(CvtSessionTest, ConvertsEveryScanIntoFloats) {
+  WriteCounterDescription(2);
+  WriteCountingData(2 * 10);
+  ASSERT_EQ(Open(), 40);
+  EXPECT_EQ(cvtGetNumChansUser(), 2);
+  EXPECT_EQ(cvtGetScanSize(), 4);
+  EXPECT_EQ(cvtGetNumScans(), 10);
+  ASSERT_EQ(Init(), 0);
+  // Ten scans of 4 bytes fit into the first 4096-byte block.
+  EXPECT_EQ(ConvertAll(), std::vector<int32_t>{100});
+  EXPECT_EQ(cvtConvertBinData(TRAVUNE_FMT_FLOAT32), 100);
+  ASSERT_EQ(cvtCloseDataFile(TRAVUNE_FMT_FLOAT32), 0);
+  const std::vector<uint8_t> out = ReadFile(Path("out.F32"));
+  ASSERT_EQ(out.size(), 4u * 2 * 10);
+  for (size_t k = 0; k < 20; ++k) EXPECT_EQ(le::F32(&out[4 * k]), static_cast<float>(k)) << k;
+}
+
+TEST_F(CvtSessionTest, RejectsIdsThatAreNoTargetFormat) {
+  WriteCounterDescription(1);
+  WriteCountingData(10);
+  ASSERT_GE(Open(), 0);
+  for (int32_t id : {1, 16, 666, -1}) {
+    EXPECT_EQ(Init(id), TRAVUNE_ERR_BAD_FORMAT_ID) << id;
+    EXPECT_EQ(cvtConvertBinData(id), TRAVUNE_ERR_BAD_FORMAT_ID) << id;
+  }
+  EXPECT_EQ(cvtConvertBinData(TRAVUNE_FMT_FLOAT32), TRAVUNE_ERR_DATA_CREATE);
+  EXPECT_EQ(cvtCloseDataFile(TRAVUNE_FMT_FLOAT32), 0);
+}
+
+TEST_F(CvtSessionTest, ReportsEveryOpeningFailure) {
+  WriteCounterDescription(1);
+  WriteCountingData(10);
+  WriteFile(Path("bad.DSC"), {1, 2, 3});
+  struct Case {
+    const char* name;
+    std::string desc, data;
+    int32_t type;
+    int32_t expected;
+  };
+  const Case cases[] = {
+      {"missing description", Path("none.DSC"), Path("a.bin"), 3, TRAVUNE_ERR_DESC_OPEN},
+      {"missing data file", Path("a.DSC"), Path("none.bin"), 3, TRAVUNE_ERR_SOURCE},
+      {"unknown source type", Path("a.DSC"), Path("a.bin"), 9, TRAVUNE_ERR_SOURCE},
+      {"source type 1", Path("a.DSC"), Path("a.bin"), 1, TRAVUNE_ERR_SOURCE},
+      {"description not accepted", Path("bad.DSC"), Path("a.bin"), 3, TRAVUNE_ERR_DESC_INVALID},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(cvtReadBinDescFile(c.desc.c_str(), c.data.c_str(), c.type), c.expected) << c.name;
+    EXPECT_EQ(cvtGetNumScans(), -1) << c.name;
+    // Both input files were closed again: they can be opened exclusively.
+    EXPECT_TRUE(platform::File::OpenRead(Path("a.bin").c_str()).IsOpen()) << c.name;
+    EXPECT_TRUE(platform::File::OpenRead(Path("a.DSC").c_str()).IsOpen()) << c.name;
+  }
+}
+
+TEST_F(CvtSessionTest, AnswersMinusOneWithoutASource) {
+  EXPECT_EQ(cvtGetNumScans(), -1);
+  EXPECT_EQ(cvtGetScanSize(), -1);
+  EXPECT_EQ(cvtGetNumChansUser(), -1);
+  EXPECT_EQ(cvtCloseDataFile(TRAVUNE_FMT_FLOAT32), 0);
+  EXPECT_EQ(Init(), TRAVUNE_ERR_SOURCE);
+}
+
+TEST_F(CvtSessionTest, SizesBlocksFromTheDataFile) {
+  struct Case {
+    int64_t dataBytes;
+    int64_t block;
+  };
+  for (const Case& c : {Case{1000, 4096}, Case{10'000'000, 100'000}, Case{409'600, 4096}, Case{409'700, 4097}}) {
+    WriteCounterDescription(1);
+    WriteCountingData(0);
+    MakeSparse(Path("a.bin"), c.dataBytes);
+    ASSERT_EQ(Open(), c.dataBytes);
+    ASSERT_EQ(Init(), 0);
+    EXPECT_EQ(TheCvtSession().BlockSize(), c.block) << c.dataBytes;
+    EXPECT_EQ(cvtCloseDataFile(TRAVUNE_FMT_FLOAT32), 0);
+    cvtReleaseResources();
+  }
+}
+
+TEST_F(CvtSessionTest, PercentAdvancesInStepsOfOne) {
+  // 16,000,000 bytes of 16-byte scans: 160,000-byte blocks of 10,000 scans each.
+  WriteCounterDescription(8);
+  WriteCountingData(0);
+  MakeSparse(Path("a.bin"), 16'000'000);
+  ASSERT_EQ(Open(), 16'000'000);
+  ASSERT_EQ(Init(), 0);
+  std::vector<int32_t> expected;
+  for (int32_t p = 1; p <= 100; ++p) expected.push_back(p);
+  EXPECT_EQ(ConvertAll(), expected);
+  ASSERT_EQ(cvtCloseDataFile(TRAVUNE_FMT_FLOAT32), 0);
+  struct stat st {};
+  ASSERT_EQ(stat(Path("out.F32").c_str(), &st), 0);
+  EXPECT_EQ(st.st_size, 32'000'000);
+}
+
+TEST_F(CvtSessionTest, ConvertsAScanRange) {
+  WriteCounterDescription(1);
+  WriteCountingData(1000);
+  ASSERT_GE(Open(), 0);
+  ASSERT_EQ(Init(), 0);
+  ASSERT_EQ(cvtSetBinDataBlock(100, 50, 0), 0);
+  EXPECT_EQ(ConvertAll(), std::vector<int32_t>{100});
+  ASSERT_EQ(cvtCloseDataFile(TRAVUNE_FMT_FLOAT32), 0);
+  const std::vector<uint8_t> out = ReadFile(Path("out.F32"));
+  ASSERT_EQ(out.size(), 200u);
+  for (size_t k = 0; k < 50; ++k) EXPECT_EQ(le::F32(&out[4 * k]), static_cast<float>(100 + k));
+}
+
+TEST_F(CvtSessionTest, ARangePastTheEndFailsAtTheBlockThatReachesIt) {
+  WriteCounterDescription(1);
+  WriteCountingData(2048);
+  ASSERT_GE(Open(), 0);
+  ASSERT_EQ(Init(), 0);
+  // Blocks hold 2048 scans; the range [1900, 3900) reaches past scan 2047 in its first block.
+  cvtSetBinDataBlock(1900, 2000, 0);
+  EXPECT_EQ(cvtConvertBinData(TRAVUNE_FMT_FLOAT32), TRAVUNE_ERR_DATA_READ);
+  cvtCloseDataFile(TRAVUNE_FMT_FLOAT32);
+  // The range [0, 2049) fails in its second block; the first block's output stays written.
+  ASSERT_EQ(Init(), 0);
+  cvtSetBinDataBlock(0, 2049, 0);
+  EXPECT_EQ(cvtConvertBinData(TRAVUNE_FMT_FLOAT32), 99);
+  EXPECT_EQ(cvtConvertBinData(TRAVUNE_FMT_FLOAT32), TRAVUNE_ERR_DATA_READ);
+  cvtCloseDataFile(TRAVUNE_FMT_FLOAT32);
+  EXPECT_EQ(ReadFile(Path("out.F32")).size(), 4u * 2048);
+}
+
+TEST_F(CvtSessionTest, DataFilesOfTwoGigabytesAndMore) {
+  WriteCounterDescription(1);
+  WriteCountingData(0);
+  // From 2 GiB the size reads negative and the data file is given up; the source stays.
+  MakeSparse(Path("a.bin"), (int64_t{1} << 31) + 2);
+  EXPECT_EQ(Open(), static_cast<int32_t>(0x80000002u));
+  EXPECT_EQ(cvtGetNumChansUser(), 1);
+  EXPECT_TRUE(platform::File::OpenRead(Path("a.bin").c_str()).IsOpen());
+  cvtReleaseResources();
+  // 4 GiB and more is refused.
+  MakeSparse(Path("a.bin"), int64_t{1} << 32);
+  EXPECT_EQ(Open(), TRAVUNE_ERR_DATA_READ);
+  EXPECT_EQ(cvtGetNumChansUser(), -1);
+  EXPECT_TRUE(platform::File::OpenRead(Path("a.bin").c_str()).IsOpen());
+}
+
+TEST_F(CvtSessionTest, NeverOverwritesTheInputAndLeavesOutputsOnFailure) {
+  WriteCounterDescription(1);
+  WriteCountingData(10);
+  const std::vector<uint8_t> before = ReadFile(Path("a.bin"));
+  ASSERT_GE(Open(), 0);
+  // The data file is held by the session: creating the output over it fails, leaving it whole.
+  EXPECT_EQ(Init(TRAVUNE_FMT_FLOAT32, "a.bin"), TRAVUNE_ERR_DATA_CREATE);
+  EXPECT_EQ(ReadFile(Path("a.bin")), before);
+  EXPECT_EQ(cvtCloseDataFile(TRAVUNE_FMT_FLOAT32), 0);
+  // A directory that does not exist.
+  EXPECT_EQ(Init(TRAVUNE_FMT_FLOAT32, "no/such/dir/out.F32"), TRAVUNE_ERR_DATA_CREATE);
+  cvtCloseDataFile(TRAVUNE_FMT_FLOAT32);
+}
+
+TEST_F(CvtSessionTest, ConvertsTheSameSourceTwice) {
+  WriteCounterDescription(1);
+  WriteCountingData(300);
+  ASSERT_GE(Open(), 0);
+  for (const char* name : {"one.F32", "two.F32"}) {
+    ASSERT_EQ(Init(TRAVUNE_FMT_FLOAT32, name), 0);
+    EXPECT_EQ(ConvertAll().back(), 100);
+    ASSERT_EQ(cvtCloseDataFile(TRAVUNE_FMT_FLOAT32), 0);
+  }
+  EXPECT_EQ(ReadFile(Path("one.F32")), ReadFile(Path("two.F32")));
+  EXPECT_EQ(ReadFile(Path("one.F32")).size(), 1200u);
+}
+
+TEST(HasDiskSpace, ComparesFreeBytesWithTheNeed) {
+  EXPECT_TRUE(HasDiskSpace("/tmp/x.F32", 1));
+  EXPECT_FALSE(HasDiskSpace("/tmp/x.F32", UINT64_MAX));
+  // A volume that cannot be asked does not stop a conversion; creating the file will.
+  EXPECT_TRUE(HasDiskSpace("/no/such/dir/x.F32", UINT64_MAX));
+}
+
+}  // namespace
+}  // namespace travune
