@@ -1,0 +1,326 @@
+// The platform layer on POSIX systems: exclusively locked files, file information in the
+// Windows record layout, free space, temp dir, locale, messages, modules and memory checks.
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "platform/Platform.h"
+
+namespace travune::platform {
+
+namespace {
+
+constexpr uint32_t kAttributeReadOnly = 0x01;
+constexpr uint32_t kAttributeDirectory = 0x10;
+constexpr uint32_t kAttributeNormal = 0x80;
+// Seconds from 1 January 1601 (the file-time origin) to 1 January 1970.
+constexpr int64_t kFileTimeEpochOffset = 11644473600;
+constexpr int64_t kFileTimeTicksPerSecond = 10000000;
+
+// Runs a system call until it is not interrupted by a signal.
+template <typename Call>
+auto RetryOnInterrupt(Call call) {
+  decltype(call()) result;
+  do {
+    result = call();
+  } while (result == -1 && errno == EINTR);
+  return result;
+}
+
+// True when n bytes from offset stay within the positions a file can have.
+bool RangeFits(uint64_t offset, size_t n) {
+  constexpr uint64_t kMaxPosition = static_cast<uint64_t>(INT64_MAX);
+  return n <= kMaxPosition && offset <= kMaxPosition - n;
+}
+
+// Opens path with flags and takes the exclusive lock; -1 when either fails.
+int OpenLocked(const char* path, int flags) {
+  if (path == nullptr) return -1;
+  const int fd = RetryOnInterrupt([&] { return ::open(path, flags | O_CLOEXEC, 0666); });
+  if (fd < 0) return -1;
+  struct stat st;
+  const bool isDirectory = ::fstat(fd, &st) == 0 && S_ISDIR(st.st_mode);
+  if (isDirectory || RetryOnInterrupt([&] { return ::flock(fd, LOCK_EX | LOCK_NB); }) != 0) {
+    ::close(fd);
+    return -1;
+  }
+  return fd;
+}
+
+void SplitFileTime(const struct timespec& t, uint32_t* low, uint32_t* high) {
+  const int64_t seconds = static_cast<int64_t>(t.tv_sec) + kFileTimeEpochOffset;
+  const uint64_t ticks =
+      seconds < 0 ? 0 : static_cast<uint64_t>(seconds) * kFileTimeTicksPerSecond + static_cast<uint64_t>(t.tv_nsec) / 100;
+  *low = static_cast<uint32_t>(ticks);
+  *high = static_cast<uint32_t>(ticks >> 32);
+}
+
+// The birth time where the file system records one; otherwise the last write, the earliest
+// time known for the file.
+struct timespec CreationTime(int fd, const struct stat& st) {
+  struct statx sx;
+  if (::statx(fd, "", AT_EMPTY_PATH, STATX_BTIME, &sx) == 0 && (sx.stx_mask & STATX_BTIME) != 0) {
+    return timespec{static_cast<time_t>(sx.stx_btime.tv_sec), static_cast<long>(sx.stx_btime.tv_nsec)};
+  }
+  return st.st_mtim;
+}
+
+uint32_t Attributes(mode_t mode) {
+  const uint32_t kind = S_ISDIR(mode) ? kAttributeDirectory : kAttributeNormal;
+  return (mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0 ? kind | kAttributeReadOnly : kind;
+}
+
+// The directory whose volume holds path: path itself when it is a directory, else the part
+// up to its last separator, "." when it has none.
+std::string VolumeDirectory(const char* path) {
+  struct stat st;
+  if (::stat(path, &st) == 0 && S_ISDIR(st.st_mode)) return path;
+  const char* last = std::strrchr(path, kPathSeparator);
+  if (last == nullptr) return ".";
+  if (last == path) return "/";
+  return std::string(path, static_cast<size_t>(last - path));
+}
+
+// Copies size bytes between two places of our own memory through the kernel, which reports
+// EFAULT instead of faulting when a page is unmapped or, for the target, not writable.
+bool CopyThroughKernel(void* to, const void* from, size_t size, bool writeTarget) {
+  struct iovec local = {writeTarget ? const_cast<void*>(from) : to, size};
+  struct iovec remote = {writeTarget ? to : const_cast<void*>(from), size};
+  const pid_t self = ::getpid();
+  const ssize_t moved = RetryOnInterrupt([&] {
+    return writeTarget ? ::process_vm_writev(self, &local, 1, &remote, 1, 0)
+                       : ::process_vm_readv(self, &local, 1, &remote, 1, 0);
+  });
+  return moved == static_cast<ssize_t>(size);
+}
+
+}  // namespace
+
+// ---- File -----------------------------------------------------------------------------
+
+File::~File() { Close(); }
+
+File::File(File&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+
+File& File::operator=(File&& other) noexcept {
+  if (this != &other) {
+    Close();
+    fd_ = other.fd_;
+    other.fd_ = -1;
+  }
+  return *this;
+}
+
+File File::OpenRead(const char* path) { return File(OpenLocked(path, O_RDONLY)); }
+
+File File::OpenReadWrite(const char* path) { return File(OpenLocked(path, O_RDWR)); }
+
+File File::Create(const char* path) {
+  File file(OpenLocked(path, O_RDWR | O_CREAT));
+  if (file.IsOpen() && !file.Resize(0)) file.Close();
+  return file;
+}
+
+void File::Close() {
+  if (fd_ < 0) return;
+  ::close(fd_);  // also releases the lock
+  fd_ = -1;
+}
+
+bool File::ReadAt(uint64_t offset, void* buffer, size_t n) const {
+  if (fd_ < 0 || !RangeFits(offset, n)) return false;
+  auto* bytes = static_cast<uint8_t*>(buffer);
+  size_t done = 0;
+  while (done < n) {
+    const ssize_t got = RetryOnInterrupt(
+        [&] { return ::pread(fd_, bytes + done, n - done, static_cast<off_t>(offset + done)); });
+    if (got <= 0) return false;  // error, or the file ends before n bytes
+    done += static_cast<size_t>(got);
+  }
+  return true;
+}
+
+bool File::WriteAt(uint64_t offset, const void* buffer, size_t n) {
+  if (fd_ < 0 || !RangeFits(offset, n)) return false;
+  const auto* bytes = static_cast<const uint8_t*>(buffer);
+  size_t done = 0;
+  while (done < n) {
+    const ssize_t put = RetryOnInterrupt(
+        [&] { return ::pwrite(fd_, bytes + done, n - done, static_cast<off_t>(offset + done)); });
+    if (put <= 0) return false;
+    done += static_cast<size_t>(put);
+  }
+  return true;
+}
+
+bool File::Write(const void* buffer, size_t n) {
+  if (fd_ < 0) return false;
+  const auto* bytes = static_cast<const uint8_t*>(buffer);
+  size_t done = 0;
+  while (done < n) {
+    const ssize_t put = RetryOnInterrupt([&] { return ::write(fd_, bytes + done, n - done); });
+    if (put <= 0) return false;
+    done += static_cast<size_t>(put);
+  }
+  return true;
+}
+
+int64_t File::Read(void* buffer, size_t n) {
+  if (fd_ < 0) return -1;
+  auto* bytes = static_cast<uint8_t*>(buffer);
+  size_t done = 0;
+  while (done < n) {
+    const ssize_t got = RetryOnInterrupt([&] { return ::read(fd_, bytes + done, n - done); });
+    if (got < 0) return -1;
+    if (got == 0) break;
+    done += static_cast<size_t>(got);
+  }
+  return static_cast<int64_t>(done);
+}
+
+bool File::Seek(uint64_t offset) {
+  if (fd_ < 0 || !RangeFits(offset, 0)) return false;
+  return ::lseek(fd_, static_cast<off_t>(offset), SEEK_SET) >= 0;
+}
+
+int64_t File::Tell() const { return fd_ < 0 ? -1 : static_cast<int64_t>(::lseek(fd_, 0, SEEK_CUR)); }
+
+int64_t File::Size() const {
+  struct stat st;
+  if (fd_ < 0 || ::fstat(fd_, &st) != 0) return -1;
+  return static_cast<int64_t>(st.st_size);
+}
+
+bool File::Resize(uint64_t size) {
+  if (fd_ < 0 || !RangeFits(size, 0)) return false;
+  return RetryOnInterrupt([&] { return ::ftruncate(fd_, static_cast<off_t>(size)); }) == 0;
+}
+
+bool File::Flush() { return fd_ >= 0 && RetryOnInterrupt([&] { return ::fsync(fd_); }) == 0; }
+
+bool File::GetInformation(FileInformation* out) const {
+  struct stat st;
+  if (fd_ < 0 || out == nullptr || ::fstat(fd_, &st) != 0) return false;
+  const uint64_t device = static_cast<uint64_t>(st.st_dev);
+  const uint64_t index = static_cast<uint64_t>(st.st_ino);
+  const uint64_t size = static_cast<uint64_t>(st.st_size);
+  *out = FileInformation{};
+  out->attributes = Attributes(st.st_mode);
+  SplitFileTime(CreationTime(fd_, st), &out->creationLow, &out->creationHigh);
+  SplitFileTime(st.st_atim, &out->lastAccessLow, &out->lastAccessHigh);
+  SplitFileTime(st.st_mtim, &out->lastWriteLow, &out->lastWriteHigh);
+  out->volumeSerial = static_cast<uint32_t>(device ^ (device >> 32));
+  out->sizeHigh = static_cast<uint32_t>(size >> 32);
+  out->sizeLow = static_cast<uint32_t>(size);
+  out->numLinks = static_cast<uint32_t>(st.st_nlink);
+  out->indexHigh = static_cast<uint32_t>(index >> 32);
+  out->indexLow = static_cast<uint32_t>(index);
+  return true;
+}
+
+// ---- Files by name ------------------------------------------------------------------------
+
+bool DeleteFile(const char* path) { return path != nullptr && ::unlink(path) == 0; }
+
+bool RenameFile(const char* from, const char* to) {
+  return from != nullptr && to != nullptr && ::rename(from, to) == 0;
+}
+
+bool PathExists(const char* path) {
+  struct stat st;
+  return path != nullptr && ::stat(path, &st) == 0;
+}
+
+std::string TempDirectory() {
+  const char* fromEnvironment = std::getenv("TMPDIR");
+  std::string directory = fromEnvironment != nullptr && fromEnvironment[0] != '\0' ? fromEnvironment : "/tmp";
+  if (directory.back() != kPathSeparator) directory += kPathSeparator;
+  return directory;
+}
+
+bool FreeDiskBytes(const char* path, uint64_t* freeBytes) {
+  if (path == nullptr || freeBytes == nullptr) return false;
+  struct statvfs vfs;
+  if (::statvfs(VolumeDirectory(path).c_str(), &vfs) != 0) return false;
+  uint64_t product = 0;
+  const bool overflow = __builtin_mul_overflow(static_cast<uint64_t>(vfs.f_bavail),
+                                               static_cast<uint64_t>(vfs.f_frsize), &product);
+  *freeBytes = overflow ? UINT64_MAX : product;
+  return true;
+}
+
+// ---- Locale, messages ---------------------------------------------------------------------
+
+void SetUserLocale() { std::setlocale(LC_ALL, ""); }
+
+std::string ListSeparator() {
+  const char* decimalPoint = std::localeconv()->decimal_point;
+  return decimalPoint != nullptr && std::strcmp(decimalPoint, ",") == 0 ? ";" : ",";
+}
+
+void ShowMessage(const char* caption, const char* text) {
+  std::fprintf(stderr, "%s: %s\n", caption != nullptr ? caption : "Error", text != nullptr ? text : "");
+  std::fflush(stderr);
+}
+
+// ---- Modules ------------------------------------------------------------------------------
+
+void* LoadModule(const char* name) {
+  if (name == nullptr) return nullptr;
+  void* module = ::dlopen(name, RTLD_NOW | RTLD_LOCAL);
+  if (module == nullptr && std::strchr(name, kPathSeparator) == nullptr) {
+    // A bare module name, as Windows takes it without its ".dll": try the shared-object name.
+    const std::string libraryName = std::string("lib") + name + ".so";
+    module = ::dlopen(libraryName.c_str(), RTLD_NOW | RTLD_LOCAL);
+  }
+  return module;
+}
+
+void* FindSymbol(void* module, const char* name) {
+  return module != nullptr && name != nullptr ? ::dlsym(module, name) : nullptr;
+}
+
+void FreeModule(void* module) {
+  if (module != nullptr) ::dlclose(module);
+}
+
+// ---- Memory -------------------------------------------------------------------------------
+
+bool IsWritableMemory(void* address, size_t size) {
+  if (address == nullptr) return false;
+  auto* bytes = static_cast<uint8_t*>(address);
+  if (size > UINTPTR_MAX - reinterpret_cast<uintptr_t>(bytes)) return false;
+  uint8_t scratch[16384];
+  for (size_t done = 0; done < size;) {
+    const size_t chunk = size - done < sizeof scratch ? size - done : sizeof scratch;
+    // Read the bytes, then put the same bytes back: the write fails on a page that cannot be
+    // written, and the contents stay as they were.
+    if (!CopyThroughKernel(scratch, bytes + done, chunk, false)) return false;
+    if (!CopyThroughKernel(bytes + done, scratch, chunk, true)) return false;
+    done += chunk;
+  }
+  return true;
+}
+
+LocalTime CurrentLocalTime() {
+  struct timespec now = {};
+  ::clock_gettime(CLOCK_REALTIME, &now);
+  struct tm fields = {};
+  ::localtime_r(&now.tv_sec, &fields);
+  return LocalTime{fields.tm_year + 1900, fields.tm_mon + 1,  fields.tm_mday,
+                   fields.tm_hour,        fields.tm_min,      fields.tm_sec,
+                   static_cast<int>(now.tv_nsec / 1000000)};
+}
+
+}  // namespace travune::platform

@@ -1,0 +1,274 @@
+// Tests of the Qulix driver stand-in: thermocouple and Pt100 temperatures against published
+// reference tables, rejection of bad input, and the in-place 12-bit unpack.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "Tenths.h"
+#include "qulix.h"
+
+namespace travune {
+namespace {
+
+constexpr uint8_t kUntouched = 0xA5;
+
+// Inputs sit one byte into the buffer and the result three bytes in, so every access is
+// unaligned; the result's bytes start out as kUntouched.
+struct Call {
+  std::vector<uint8_t> in;
+  uint8_t out[6] = {kUntouched, kUntouched, kUntouched, kUntouched, kUntouched, kUntouched};
+  int32_t status = -1;
+
+  explicit Call(const std::vector<uint16_t>& words) : in(1 + 2 * words.size()) {
+    for (size_t i = 0; i < words.size(); ++i) {
+      in[1 + 2 * i] = static_cast<uint8_t>(words[i] & 0xFF);
+      in[2 + 2 * i] = static_cast<uint8_t>(words[i] >> 8);
+    }
+  }
+  const void* Words() const { return in.data() + 1; }
+  void* Out() { return out + 3; }
+  int16_t Tenths() const { return static_cast<int16_t>(out[3] | out[4] << 8); }
+  bool OutUntouched() const { return out[3] == kUntouched && out[4] == kUntouched; }
+};
+
+// The acquisition's thermocouple code for a voltage seen through a gain.
+uint16_t TcCode(double millivolts, int gain) {
+  return static_cast<uint16_t>(std::lround(millivolts * gain * 65536.0 / 10000.0) + 32768);
+}
+
+Call Thermocouple(int kind, int gain, const std::vector<uint16_t>& words, int numWords) {
+  Call call(words);
+  call.status = QlxThermocouple(2, 0, 1, gain, kind, 1, call.Words(), 1, call.Out(), numWords);
+  return call;
+}
+
+Call Rtd(uint16_t sHi, uint16_t sLo, uint16_t rHi, uint16_t rLo) {
+  Call call({sHi, sLo, rHi, rLo});
+  call.status = QlxRtd(1, 0, 1, 1, 1, call.Words(), 1, call.Out(), 1);
+  return call;
+}
+
+enum Kind { J = 1, K, T, E, R, S, B, N };
+
+// Published EMF (mV, reference junction 0 °C) at whole degrees. Tolerance: tenths the result
+// may differ by, from the table's 0.0005 mV rounding plus half a code, over the local slope.
+TEST(QulixThermocouple, MatchesPublishedTables) {
+  struct Row { Kind kind; double celsius; double millivolts; int gain; long toleranceTenths; };
+  const Row rows[] = {
+      {K, 100, 4.096, 1000, 0},  {K, -100, -3.554, 1000, 0}, {K, -200, -5.891, 500, 0},
+      {K, 300, 12.209, 400, 0},  {K, 1000, 41.276, 100, 0},  {K, 1372, 54.886, 50, 0},
+      {J, 100, 5.269, 500, 0},   {J, -210, -8.095, 500, 0},  {J, 760, 42.919, 100, 0},
+      {J, 1200, 69.553, 50, 0},  {T, 100, 4.279, 1000, 0},   {T, -100, -3.379, 1000, 0},
+      {T, -200, -5.603, 500, 0}, {T, 400, 20.872, 200, 0},   {E, 100, 6.319, 500, 0},
+      {E, -200, -8.825, 500, 0}, {E, 350, 24.964, 200, 0},   {N, 100, 2.774, 1000, 0},
+      {N, -200, -3.990, 1000, 1}, {N, 600, 20.613, 200, 0},  {R, 1000, 10.506, 400, 0},
+      {R, 1200, 13.228, 200, 0}, {R, -50, -0.226, 1000, 1},  {S, 1000, 9.587, 500, 1},
+      {S, 1400, 14.373, 200, 0}, {S, 250, 1.874, 1000, 1},   {B, 1000, 4.834, 1000, 1},
+      {B, 700, 2.431, 1000, 1},  {B, 1820, 13.820, 200, 1},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(testing::Message() << "kind " << row.kind << " at " << row.celsius << " °C");
+    const Call call = Thermocouple(row.kind, row.gain, {TcCode(row.millivolts, row.gain)}, 1);
+    ASSERT_EQ(call.status, QLX_OK);
+    EXPECT_NEAR(call.Tenths(), std::lround(row.celsius * 10), row.toleranceTenths);
+  }
+}
+
+// Reference code 40960 puts the cold junction at 40960 * 205 / 65536 - 102.5 = 25.625 °C, 24576 at
+// -25.625 °C. Their type K EMFs, interpolated in the table: 1.000 + 0.625 * 0.041 = 1.025625 mV and
+// -0.968 - 0.625 * 0.038 = -0.99175 mV; the thermocouple sees the table EMF minus that.
+TEST(QulixThermocouple, CompensatesColdJunction) {
+  struct Row { uint16_t reference; double millivolts; int gain; long tenths; };
+  const Row rows[] = {
+      {40960, 12.209 - 1.025625, 400, 3000},
+      {24576, 4.096 + 0.99175, 500, 1000},
+      {32768, 4.096, 1000, 1000},  // cold junction at exactly 0 °C
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(testing::Message() << "reference code " << row.reference);
+    const Call call = Thermocouple(K, row.gain, {row.reference, TcCode(row.millivolts, row.gain)}, 2);
+    ASSERT_EQ(call.status, QLX_OK);
+    EXPECT_EQ(call.Tenths(), row.tenths);
+  }
+}
+
+// With the reference at 0 °C the two-word form must agree with the one-word form for every
+// type; a swapped word order or a misread reference would break this.
+TEST(QulixThermocouple, ZeroDegreeReferenceMatchesOneWordForm) {
+  for (int kind = J; kind <= N; ++kind) {
+    SCOPED_TRACE(testing::Message() << "kind " << kind);
+    const uint16_t code = TcCode(5.0, 500);
+    const Call one = Thermocouple(kind, 500, {code}, 1);
+    const Call two = Thermocouple(kind, 500, {32768, code}, 2);
+    ASSERT_EQ(one.status, QLX_OK);
+    ASSERT_EQ(two.status, QLX_OK);
+    EXPECT_EQ(two.Tenths(), one.Tenths());
+  }
+}
+
+// Type B's EMF dips to -0.0026 mV near 21 °C and is back at zero near 42.1 °C; readings in
+// the dip are taken on the rising side. By hand from the reference function: E = 0 at
+// 42.13 °C; -0.00198 mV (code 32755 at gain 1000) lies 10.2 °C above the minimum, at 31.2 °C.
+TEST(QulixThermocouple, ReadsTypeBDipOnRisingSide) {
+  struct Row { uint16_t code; long tenths; };
+  const Row rows[] = {{32768, 421}, {32755, 312}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.code);
+    const Call call = Thermocouple(B, 1000, {row.code}, 1);
+    ASSERT_EQ(call.status, QLX_OK);
+    EXPECT_NEAR(call.Tenths(), row.tenths, 1);
+  }
+}
+
+TEST(QulixThermocouple, UsesLowByteOfKindAndTreatsGainZeroAsOne) {
+  const Call plain = Thermocouple(K, 1000, {TcCode(4.096, 1000)}, 1);
+  const Call highBits = Thermocouple(0x7A00 | K, 1000, {TcCode(4.096, 1000)}, 1);
+  ASSERT_EQ(highBits.status, QLX_OK);
+  EXPECT_EQ(highBits.Tenths(), plain.Tenths());
+
+  // Code 33039 is 271 * 10000 / 65536 = 41.351 mV at gain 1: 0.075 mV above the 1000 °C
+  // entry, about 1.9 °C at 0.039 mV/°C.
+  const Call gainZero = Thermocouple(K, 0, {33039}, 1);
+  const Call gainOne = Thermocouple(K, 1, {33039}, 1);
+  ASSERT_EQ(gainZero.status, QLX_OK);
+  ASSERT_EQ(gainOne.status, QLX_OK);
+  EXPECT_EQ(gainZero.Tenths(), gainOne.Tenths());
+  EXPECT_NEAR(gainOne.Tenths(), 10019, 2);
+}
+
+TEST(QulixThermocouple, RejectsBadInputAndLeavesResultAlone) {
+  struct Row { const char* what; int kind; int gain; std::vector<uint16_t> words; int numWords; int32_t status; };
+  const Row rows[] = {
+      {"kind 0", 0, 1, {32768}, 1, QLX_ERR_SENSOR},
+      {"kind 9", 9, 1, {32768}, 1, QLX_ERR_SENSOR},
+      {"kind 0x100", 0x100, 1, {32768}, 1, QLX_ERR_SENSOR},
+      {"no words", K, 1, {32768}, 0, QLX_ERR_ARGUMENT},
+      {"three words", K, 1, {32768, 32768, 32768}, 3, QLX_ERR_ARGUMENT},
+      {"negative count", K, 1, {32768}, -1, QLX_ERR_ARGUMENT},
+      {"K near 5000 mV", K, 1, {65535}, 1, QLX_ERR_RANGE},
+      {"T at 25 mV, above 400 °C", T, 100, {TcCode(25.0, 100)}, 1, QLX_ERR_RANGE},
+      {"R at -0.3 mV, below -50 °C", R, 1000, {TcCode(-0.3, 1000)}, 1, QLX_ERR_RANGE},
+      {"B at -0.01 mV, below its curve", B, 1000, {TcCode(-0.01, 1000)}, 1, QLX_ERR_RANGE},
+      {"R with cold junction -51.25 °C", R, 100, {16384, TcCode(5.0, 100)}, 2, QLX_ERR_RANGE},
+      {"B with cold junction -25.625 °C", B, 100, {24576, TcCode(5.0, 100)}, 2, QLX_ERR_RANGE},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.what);
+    const Call call = Thermocouple(row.kind, row.gain, row.words, row.numWords);
+    EXPECT_EQ(call.status, row.status);
+    EXPECT_TRUE(call.OutUntouched());
+  }
+  int16_t out = 0;
+  const uint16_t code = 32768;
+  EXPECT_EQ(QlxThermocouple(2, 0, 1, 1, K, 1, nullptr, 1, &out, 1), QLX_ERR_ARGUMENT);
+  EXPECT_EQ(QlxThermocouple(2, 0, 1, 1, K, 1, &code, 1, nullptr, 1), QLX_ERR_ARGUMENT);
+}
+
+// R = 400 ohm * (sHi - sLo) / (rHi - rLo); with a reference span of 40000 the sense span is the
+// resistance in hundredths of an ohm. Codes straddle 32768, so a signed read would go wrong.
+// Resistances are the published Pt100 table at whole degrees; 60.02 and 138.53 ohm lie at
+// -100.582 and 100.065 °C (solved by hand), where rounding and truncation differ.
+TEST(QulixRtd, MatchesPublishedTable) {
+  struct Row { uint16_t sHi, sLo, rHi, rLo; long tenths; };
+  const Row rows[] = {
+      {30000, 20000, 60000, 20000, 0},      {33851, 20000, 60000, 20000, 1000},
+      {26026, 20000, 60000, 20000, -1000},  {59048, 20000, 60000, 20000, 8500},
+      {21853, 20000, 60000, 20000, -2000},  {37586, 20000, 60000, 20000, 2000},
+      {48098, 20000, 60000, 20000, 5000},   {28031, 20000, 60000, 20000, -500},
+      {26002, 20000, 60000, 20000, -1006},  {33853, 20000, 60000, 20000, 1001},
+      {20000, 33851, 20000, 60000, 1000},  // both spans negative
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(testing::Message() << "sense span " << row.sHi - row.sLo);
+    const Call call = Rtd(row.sHi, row.sLo, row.rHi, row.rLo);
+    ASSERT_EQ(call.status, QLX_OK);
+    EXPECT_EQ(call.Tenths(), row.tenths);
+  }
+}
+
+TEST(QulixRtd, RejectsOutOfRangeAndLeavesResultAlone) {
+  struct Row { const char* what; uint16_t sHi, sLo, rHi, rLo; };
+  const Row rows[] = {
+      {"390.50 ohm, above 850 °C", 59050, 20000, 60000, 20000},
+      {"18.50 ohm, below -200 °C", 21850, 20000, 60000, 20000},
+      {"negative resistance", 20000, 30000, 60000, 20000},
+      {"no reference span", 30000, 20000, 40000, 40000},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.what);
+    const Call call = Rtd(row.sHi, row.sLo, row.rHi, row.rLo);
+    EXPECT_EQ(call.status, QLX_ERR_RANGE);
+    EXPECT_TRUE(call.OutUntouched());
+  }
+  int16_t out = 0;
+  EXPECT_EQ(QlxRtd(1, 0, 1, 1, 1, nullptr, 1, &out, 1), QLX_ERR_ARGUMENT);
+}
+
+TEST(QulixTenths, RoundsHalfAwayFromZeroWithinSixteenBits) {
+  struct Row { double celsius; std::optional<int16_t> tenths; };
+  const Row rows[] = {
+      {0.25, 3},           {-0.25, -3},         {12.25, 123},  {-12.25, -123}, {0.04, 0},
+      {3276.74, 32767},    {-3276.84, -32768},  {3276.76, {}}, {-3276.86, {}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.celsius);
+    EXPECT_EQ(qulix::RoundToTenths(row.celsius), row.tenths);
+  }
+}
+
+// Packs 12-bit samples four to six bytes, the layout the unpack expands.
+std::vector<uint8_t> Pack(const std::vector<uint16_t>& s) {
+  std::vector<uint8_t> bytes;
+  for (size_t i = 0; i < s.size(); i += 4) {
+    const uint8_t group[6] = {
+        static_cast<uint8_t>(s[i] & 0xFF),     static_cast<uint8_t>(s[i] >> 8 | (s[i + 1] & 0x0F) << 4),
+        static_cast<uint8_t>(s[i + 1] >> 4),   static_cast<uint8_t>(s[i + 2] & 0xFF),
+        static_cast<uint8_t>(s[i + 2] >> 8 | (s[i + 3] & 0x0F) << 4), static_cast<uint8_t>(s[i + 3] >> 4)};
+    bytes.insert(bytes.end(), group, group + 6);
+  }
+  return bytes;
+}
+
+TEST(QulixUnpack12, ExpandsAHandPackedGroup) {
+  // Samples 0x123, 0x456, 0x789, 0xABC.
+  uint8_t block[8] = {0x23, 0x61, 0x45, 0x89, 0xC7, 0xAB, 0x00, 0x00};
+  EXPECT_EQ(QlxUnpack12(block, 0, 1, 1, 4), QLX_OK);
+  const uint8_t expected[8] = {0x30, 0x12, 0x60, 0x45, 0x90, 0x78, 0xC0, 0xAB};
+  EXPECT_EQ(std::vector<uint8_t>(block, block + 8), std::vector<uint8_t>(expected, expected + 8));
+}
+
+// Several groups expanded in place (a forward pass would overwrite groups not yet read);
+// sample counts that are not a multiple of four expand the whole last group; nothing past
+// the expanded groups is touched.
+TEST(QulixUnpack12, ExpandsWholeGroupsInPlace) {
+  constexpr size_t kGroups = 5;
+  std::vector<uint16_t> samples(kGroups * 4);
+  for (size_t i = 0; i < samples.size(); ++i) samples[i] = static_cast<uint16_t>((0x9A5 + i * 0x2F3) & 0xFFF);
+  samples[1] = 0xFFF;
+  samples[6] = 0x000;
+  std::vector<uint8_t> initial = Pack(samples);
+  initial.resize(kGroups * 8 + 4, kUntouched);
+
+  struct Row { int count; int channels; size_t groups; };
+  const Row rows[] = {{5, 4, 5}, {1, 4, 1}, {3, 3, 3}, {5, 1, 2}, {2, 1, 1}, {9, 2, 5},
+                      {0, 4, 0}, {-1, 4, 0}, {4, 0, 0}, {-2, -2, 0}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(testing::Message() << row.count << " x " << row.channels);
+    std::vector<uint8_t> block = initial;
+    EXPECT_EQ(QlxUnpack12(block.data(), 0, row.count, row.count, row.channels), QLX_OK);
+    for (size_t i = 0; i < row.groups * 4; ++i) {
+      const uint16_t word = static_cast<uint16_t>(block[2 * i] | block[2 * i + 1] << 8);
+      ASSERT_EQ(word, samples[i] << 4) << "sample " << i;
+    }
+    const size_t expanded = row.groups * 8;
+    EXPECT_EQ(std::vector<uint8_t>(block.begin() + expanded, block.end()),
+              std::vector<uint8_t>(initial.begin() + expanded, initial.end()));
+  }
+  EXPECT_NE(QlxUnpack12(nullptr, 0, 4, 4, 1), QLX_OK);
+}
+
+}  // namespace
+}  // namespace travune
