@@ -40,7 +40,9 @@ bool SrcFmt::LoadTimeStamps(platform::File* dataFile) {
   const int visits = trigger > 0 ? 2 : 1;
   for (int i = 0; i < visits; ++i) {
     const int64_t scan = scansToVisit[i];
-    int64_t scans = GetNumScans();
+    // The block runs from the scan to at most the end of the data file.
+    int64_t scans = GetNumScans() - scan;
+    if (scans <= 0) return false;
     int64_t bytes = 0;
     int64_t offset = 0;
     GetBlockLayout(65536, &scans, &bytes, scan, &offset);

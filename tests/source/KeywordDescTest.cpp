@@ -1,0 +1,215 @@
+// Tests of the keyword description format: header keywords in any case and with any line end,
+// the channel count, the list separator after "*VERSION", invalid headers and channel lines.
+#include "source/KeywordDesc.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace travune {
+namespace {
+
+std::string JoinLines(const std::vector<std::string>& lines, const std::string& lineEnd) {
+  std::string text;
+  for (const std::string& line : lines) text += line + lineEnd;
+  return text;
+}
+
+struct Parsed {
+  bool valid = false;
+  KeywordHeader header;
+  std::vector<KeywordChannel> channels;
+  bool foundChannels = false;
+};
+
+// Parses the header, then, from the start again with the separator the header left, the
+// channel lines.
+Parsed ParseAll(const std::string& text, const char* listSeparator) {
+  const std::vector<uint8_t> image(text.begin(), text.end());
+  DescReader reader(image.data(), image.size());
+  Parsed parsed;
+  parsed.valid = ParseKeywordHeader(reader, &parsed.header, listSeparator);
+  reader.Seek(0);
+  parsed.foundChannels = FindChannelSection(reader);
+  if (parsed.foundChannels) {
+    for (int32_t i = 0; i < parsed.header.numChans; ++i) {
+      KeywordChannel channel;
+      EXPECT_TRUE(ParseChannelLine(reader, &channel));
+      parsed.channels.push_back(channel);
+    }
+  }
+  return parsed;
+}
+
+const std::vector<std::string> kSample = {
+    "*TYPE",           "Chart 8",   "*VERSION", "2.1",     "*FORMAT", "BINARY", "*FREQUENCY",
+    "50.5,1000.25",    "*PRETRIG_COUNT", "12", "*POST_STOP_COUNT", "34", "*CHANNELS",
+    "5,3276.8,Temp A, Deg C ,1.5,-2.25,6,7,8,degC",
+    "6,100,Flow,VOLTS,2,0.5,0,0,0,l/min",
+};
+
+TEST(KeywordDescTest, HeaderAndChannelsParseWithEveryLineEnd) {
+  for (const char* lineEnd : {"\r\n", "\n\r", "\n", "\r"}) {
+    const Parsed parsed = ParseAll(JoinLines(kSample, lineEnd), ",");
+    SCOPED_TRACE(testing::Message() << "line end " << testing::PrintToString(std::string(lineEnd)));
+    ASSERT_TRUE(parsed.valid);
+    EXPECT_EQ(parsed.header.type, "Chart 8");
+    EXPECT_EQ(parsed.header.version, "2.1");
+    EXPECT_EQ(parsed.header.format, 1);
+    EXPECT_EQ(parsed.header.preTrigRate, 50.5);
+    EXPECT_EQ(parsed.header.postTrigRate, 1000.25);
+    EXPECT_EQ(parsed.header.preTrigCount, 12);
+    EXPECT_EQ(parsed.header.postStopCount, 34);
+    EXPECT_EQ(parsed.header.numChans, 2);
+    ASSERT_TRUE(parsed.foundChannels);
+    ASSERT_EQ(parsed.channels.size(), 2u);
+    const KeywordChannel& a = parsed.channels[0];
+    EXPECT_EQ(a.position, 5);
+    EXPECT_EQ(a.countsPerUnit, 3276.8f);
+    EXPECT_EQ(a.label, "Temp A");
+    EXPECT_EQ(a.kind, "Deg C");  // trimmed
+    EXPECT_EQ(a.gain, 1.5f);
+    EXPECT_EQ(a.offset, -2.25f);
+    EXPECT_EQ(a.column6, 6);
+    EXPECT_EQ(a.column7, 7);
+    EXPECT_EQ(a.column8, 8);
+    EXPECT_EQ(a.units, "degC");
+    EXPECT_EQ(parsed.channels[1].position, 6);
+    EXPECT_EQ(parsed.channels[1].units, "l/min");
+  }
+}
+
+// After "*VERSION" fields are separated by the list separator; without it by ",".
+TEST(KeywordDescTest, ListSeparatorAppliesAfterVersion) {
+  const std::vector<std::string> semicolon = {"*TYPE", "T", "*VERSION", "3", "*FORMAT", "BINARY", "*FREQUENCY",
+                                              "10;20", "*CHANNELS", "0;4;Ch A;VOLTS;2;1;0;0;0;V"};
+  const std::vector<std::string> comma = {"*TYPE", "T", "*FORMAT", "BINARY", "*FREQUENCY",
+                                          "10,20", "*CHANNELS", "0,4,Ch A,VOLTS,2,1,0,0,0,V"};
+  struct Case {
+    const char* name;
+    std::vector<std::string> lines;
+    const char* listSeparator;
+    bool fieldsSplit;
+  };
+  const Case cases[] = {
+      {"';' after *VERSION with ';' list separator", semicolon, ";", true},
+      {"',' without *VERSION, list separator ';'", comma, ";", true},
+      {"';' after *VERSION with ',' list separator", semicolon, ",", false},
+  };
+  for (const Case& c : cases) {
+    const Parsed parsed = ParseAll(JoinLines(c.lines, "\r\n"), c.listSeparator);
+    SCOPED_TRACE(c.name);
+    ASSERT_EQ(parsed.channels.size(), 1u);
+    const KeywordChannel& ch = parsed.channels[0];
+    if (c.fieldsSplit) {
+      EXPECT_TRUE(parsed.valid);
+      EXPECT_EQ(parsed.header.preTrigRate, 10.0);
+      EXPECT_EQ(parsed.header.postTrigRate, 20.0);
+      EXPECT_EQ(ch.countsPerUnit, 4.0f);
+      EXPECT_EQ(ch.label, "Ch A");
+      EXPECT_EQ(ch.kind, "VOLTS");
+      EXPECT_EQ(ch.gain, 2.0f);
+      EXPECT_EQ(ch.offset, 1.0f);
+      EXPECT_EQ(ch.units, "V");
+    } else {
+      // The whole rates line is one field: "10;20" reads as 10, the second rate as 0.
+      EXPECT_FALSE(parsed.valid);
+      EXPECT_EQ(parsed.header.preTrigRate, 10.0);
+      EXPECT_EQ(parsed.header.postTrigRate, 0.0);
+      EXPECT_EQ(ch.position, 0);
+      EXPECT_EQ(ch.label, "");
+    }
+  }
+}
+
+TEST(KeywordDescTest, HeaderValidity) {
+  struct Case {
+    const char* name;
+    std::vector<std::string> lines;
+    bool valid;
+    int32_t format;
+    int32_t numChans;
+  };
+  const Case cases[] = {
+      {"lower-case keywords, 'binary ' with a trailing blank",
+       {"*type", "T", "*format", "binary ", "*frequency", "1,2", "*channels", "0,1,a,b,1,0,0,0,0,u"}, true, 1, 1},
+      {"ASCII format", {"*TYPE", "T", "*FORMAT", "Ascii", "*FREQUENCY", "1,2", "*CHANNELS", "0"}, true, 2, 1},
+      {"unknown format", {"*TYPE", "T", "*FORMAT", "BIN", "*FREQUENCY", "1,2", "*CHANNELS", "0"}, false, 0, 1},
+      {"post-trigger rate 0", {"*TYPE", "T", "*FORMAT", "BINARY", "*FREQUENCY", "5,0", "*CHANNELS", "0"}, false, 1, 1},
+      {"no type", {"*FORMAT", "BINARY", "*FREQUENCY", "1,2", "*CHANNELS", "0"}, false, 1, 1},
+      {"no channel lines", {"*TYPE", "T", "*FORMAT", "BINARY", "*FREQUENCY", "1,2", "*CHANNELS"}, false, 1, 0},
+      {"missing *CHANNELS", {"*TYPE", "T", "*FORMAT", "BINARY", "*FREQUENCY", "1,2", "0,1"}, false, 1, 0},
+      {"empty line ends the channel count",
+       {"*TYPE", "T", "*FORMAT", "BINARY", "*FREQUENCY", "1,2", "*CHANNELS", "0", "1", "", "2", "3"}, true, 1, 2},
+      {"keyword line ends the count and is processed",
+       {"*CHANNELS", "0", "1", "2", "*FORMAT", "ASCII", "*TYPE", "T", "*FREQUENCY", "1,2"}, true, 2, 3},
+      {"a keyword given twice takes its last value",
+       {"*TYPE", "T", "*FORMAT", "BINARY", "*FORMAT", "BOGUS", "*FREQUENCY", "1,2", "*CHANNELS", "0"}, false, 0, 1},
+  };
+  for (const Case& c : cases) {
+    const std::vector<uint8_t> image = [&] {
+      const std::string text = JoinLines(c.lines, "\n");
+      return std::vector<uint8_t>(text.begin(), text.end());
+    }();
+    DescReader reader(image.data(), image.size());
+    KeywordHeader header;
+    EXPECT_EQ(ParseKeywordHeader(reader, &header, ","), c.valid) << c.name;
+    EXPECT_EQ(header.format, c.format) << c.name;
+    EXPECT_EQ(header.numChans, c.numChans) << c.name;
+    EXPECT_EQ(header.version, "1") << c.name;  // none of these has a version
+  }
+}
+
+TEST(KeywordDescTest, NumbersAndOverlongInput) {
+  const std::string longType(5000, 't');
+  const std::string longLabel(300, 'L');
+  const std::vector<std::string> lines = {
+      "*TYPE", longType, "*FORMAT", "BINARY", "*FREQUENCY", "  1e3 Hz, 2.5x", "*PRETRIG_COUNT", " -7 scans",
+      "*POST_STOP_COUNT", "none", "*CHANNELS", "12," + longLabel + "," + longLabel + ",Deg F,,,,,,units", "3,x"};
+  const Parsed parsed = ParseAll(JoinLines(lines, "\n"), ",");
+  ASSERT_TRUE(parsed.valid);
+  EXPECT_EQ(parsed.header.type, std::string(4095, 't'));
+  EXPECT_EQ(parsed.header.preTrigRate, 1000.0);
+  EXPECT_EQ(parsed.header.postTrigRate, 2.5);
+  EXPECT_EQ(parsed.header.preTrigCount, -7);
+  EXPECT_EQ(parsed.header.postStopCount, 0);
+  ASSERT_EQ(parsed.channels.size(), 2u);
+  const KeywordChannel& a = parsed.channels[0];
+  EXPECT_EQ(a.position, 12);
+  EXPECT_EQ(a.countsPerUnit, 0.0f);  // cut field of letters: no number
+  EXPECT_EQ(a.label, std::string(127, 'L'));
+  EXPECT_EQ(a.kind, "Deg F");
+  EXPECT_EQ(a.gain, 0.0f);
+  EXPECT_EQ(a.units, "units");
+  // A short line leaves the missing fields empty rather than taking the next line's.
+  const KeywordChannel& b = parsed.channels[1];
+  EXPECT_EQ(b.position, 3);
+  EXPECT_EQ(b.label, "");
+  EXPECT_EQ(b.units, "");
+}
+
+TEST(KeywordDescTest, RecognisesKeywordDescriptions) {
+  struct Case {
+    std::string text;
+    size_t start;
+    bool expected;
+  };
+  const std::string all = "*TYPE\nx\n*FORMAT\nBINARY\n*FREQUENCY\n1,2\n*CHANNELS\n0\n";
+  const Case cases[] = {
+      {all, 0, true},
+      {"*TYPE\n*FORMAT\n*FREQUENCY\n", 0, false},
+      {"*TYPE\n*FORMAT\n*frequency\n*CHANNELS\n", 0, false},  // case-sensitive
+      {std::string("*TYPE\0*FORMAT\0*FREQUENCY\0*CHANNELS", 34), 0, true},
+      {all, 1, false},  // "*TYPE" lies before the cursor
+  };
+  for (const Case& c : cases) {
+    const std::vector<uint8_t> image(c.text.begin(), c.text.end());
+    DescReader reader(image.data(), image.size());
+    reader.Seek(c.start);
+    EXPECT_EQ(IsKeywordDescription(reader), c.expected) << testing::PrintToString(c.text);
+  }
+}
+
+}  // namespace
+}  // namespace travune

@@ -1,0 +1,333 @@
+// Tests of the Brenlow sources: hand-assembled descriptions accepted or refused, the record
+// layout with its time-stamp records, clamping, precision, titles and scan times from the rate
+// or from the stamps in the data (a raw block, or the data file itself).
+#include "source/SrcFmtBrenlow.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/Platform.h"
+#include "source/SrcFmtBrenlowTitled.h"
+#include "support/LittleEndian.h"
+
+namespace travune {
+namespace {
+
+constexpr int32_t kStamp = 6;
+constexpr double kJan1997 = 35431.0;  // 1 January 1997 = 36526 (1 January 2000) - 3 * 365
+
+struct Rec {
+  std::string label;
+  std::string units;
+  int32_t type;
+  double lower;
+  double upper;
+};
+
+const Rec kAnalog = {"Volt", "V", 0, -10.0, 10.0};
+const Rec kTime = {"Time", "s", kStamp, 0.0, 0.0};
+
+struct Header {
+  double version = 2.5;
+  double rate = 0.0;
+  int32_t preTrig = 0;
+  int32_t progScans = 0;
+  std::optional<int32_t> numRecords = std::nullopt;  // unset: the number of records given
+};
+
+// Header and records at their offsets; the bytes that are not interpreted are filled with
+// junk so that a reader relying on them would show.
+std::vector<uint8_t> Image(const Header& h, const std::vector<Rec>& records) {
+  std::vector<uint8_t> image(56 + 112 * records.size(), 0xA5);
+  le::PutF64(&image[0], h.version);
+  le::PutF64(&image[8], h.rate);
+  le::PutI32(&image[16], h.numRecords.value_or(static_cast<int32_t>(records.size())));
+  le::PutI32(&image[20], h.preTrig);
+  le::PutI32(&image[24], h.progScans);
+  for (size_t i = 0; i < records.size(); ++i) {
+    uint8_t* r = &image[56 + 112 * i];
+    std::memset(r + 4, 0, 36);
+    std::memcpy(r + 4, records[i].label.data(), records[i].label.size());
+    std::memcpy(r + 20, records[i].units.data(), records[i].units.size());
+    le::PutI32(r + 40, records[i].type);
+    le::PutF64(r + 72, records[i].lower);
+    le::PutF64(r + 80, records[i].upper);
+  }
+  return image;
+}
+
+SrcFmtBrenlow Make(const std::vector<uint8_t>& image) { return SrcFmtBrenlow(image.data(), image.size()); }
+
+// Raw scans of 32-bit floats, one value per record.
+std::vector<uint8_t> Scans(const std::vector<std::vector<float>>& scans) {
+  std::vector<uint8_t> bytes;
+  for (const std::vector<float>& scan : scans) {
+    for (float v : scan) {
+      uint8_t b[4];
+      le::PutF32(b, v);
+      bytes.insert(bytes.end(), b, b + 4);
+    }
+  }
+  return bytes;
+}
+
+double Days(double seconds) { return seconds / 86400.0; }
+
+TEST(SrcFmtBrenlowTest, AcceptsOnlyWholeDescriptions) {
+  const std::vector<uint8_t> one = Image({}, {kAnalog});
+  std::vector<uint8_t> longer = one;
+  longer.push_back(0);
+  const std::vector<uint8_t> shorter(one.begin(), one.end() - 1);
+  const std::vector<uint8_t> headerOnly(one.begin(), one.begin() + 56);
+  struct Case {
+    const char* name;
+    std::vector<uint8_t> image;
+    bool sizeRule;
+    int32_t status;
+  };
+  const Case cases[] = {
+      {"one record", one, true, 0},
+      {"fewer records declared than present", Image({.numRecords = 1}, {kAnalog, kAnalog}), true, 0},
+      {"one byte too many", longer, false, -1},
+      {"one byte short", shorter, false, -1},
+      {"numRecords 0", Image({.numRecords = 0}, {kAnalog}), true, -1},
+      {"numRecords 0 without records", Image({.numRecords = 0}, {}), true, -1},
+      {"numRecords negative", Image({.numRecords = -5}, {kAnalog}), true, -1},
+      {"more records declared than present", Image({.numRecords = 2}, {kAnalog}), true, -1},
+      {"huge numRecords", Image({.numRecords = INT32_MAX}, {kAnalog}), true, -1},
+      {"header only, one record declared", headerOnly, true, -1},
+      {"24 bytes (size - 56 wraps to a multiple of 112)", std::vector<uint8_t>(24, 1), false, -1},
+      {"empty", {}, false, -1},
+  };
+  for (const Case& c : cases) {
+    DescReader reader(c.image.data(), c.image.size());
+    EXPECT_EQ(IsBrenlowDescription(reader), c.sizeRule) << c.name;
+    EXPECT_EQ(reader.Offset(), 0u) << c.name;
+    EXPECT_EQ(Make(c.image).GetStatus(), c.status) << c.name;
+    EXPECT_EQ(SrcFmtBrenlowTitled(c.image.data(), c.image.size(), "Vexmoor").GetStatus(), c.status) << c.name;
+  }
+}
+
+TEST(SrcFmtBrenlowTest, RecordLayoutWithTimeStamp) {
+  const Rec pressure = {"ABCDEFGHIJKLMNOP", "unit567890123456789X", 8, 0.0, 250.0};  // fields without terminator
+  SrcFmtBrenlow source = Make(Image({.progScans = 77}, {kAnalog, pressure, kTime, kTime, kTime}));
+  ASSERT_EQ(source.GetStatus(), 0);
+  EXPECT_EQ(source.GetNumChans(), 2);
+  EXPECT_EQ(source.GetScanSize(), 20);
+  EXPECT_EQ(source.GetSampleSize(), 4);
+  EXPECT_EQ(source.GetNumProgScans(), 77);
+  const std::pair<int32_t, int64_t> indices[] = {{0, 0}, {1, 1}, {2, 2}, {3, -1}, {4, -1}, {-1, -1}};
+  for (const auto& [chan, index] : indices) EXPECT_EQ(source.GetChanIndex(chan), index) << chan;
+  EXPECT_STREQ(source.GetChanLabel(1), "ABCDEFGHIJKLMNOP");
+  EXPECT_STREQ(source.GetChanUnits(1), "unit567890123456789X");
+  EXPECT_STREQ(source.GetChanLabel(2), "Time");
+  EXPECT_EQ(source.GetChanLabel(3), nullptr);
+  EXPECT_EQ(source.GetChanUnits(-1), nullptr);
+  double lower = 0.0;
+  double upper = 0.0;
+  ASSERT_TRUE(source.GetChanRange(1, &lower, &upper));
+  EXPECT_EQ(lower, 0.0);
+  EXPECT_EQ(upper, 250.0);
+  EXPECT_FALSE(source.GetChanRange(3, &lower, &upper));
+}
+
+// Only the first type-6 record is the time source; later ones are skipped as channels.
+TEST(SrcFmtBrenlowTest, LaterStampRecordsAreNeitherChannelsNorTimeSources) {
+  const Rec last = {"Last", "A", 0, -100.0, 100.0};
+  SrcFmtBrenlow source = Make(Image({}, {kAnalog, kTime, kTime, kTime, last}));
+  ASSERT_EQ(source.GetStatus(), 0);
+  EXPECT_EQ(source.GetNumChans(), 2);
+  EXPECT_EQ(source.GetChanIndex(1), 4);
+  EXPECT_STREQ(source.GetChanLabel(1), "Last");
+  std::vector<uint8_t> block = Scans({{1.0f, 0.0f, 1.0f, 128.0f, 7.0f}});
+  source.SetRawBlock(block.data(), 1, 0);
+  double value = 0.0;
+  source.GetScaledValue(0, 1, &value);
+  EXPECT_EQ(value, 7.0);
+  // The stamp comes from the stamp record's own position, although user channel 1 is record 4.
+  double t = 0.0;
+  ASSERT_TRUE(source.GetNativeScanTime(0, &t));
+  EXPECT_NEAR(t, kJan1997 + Days(65536.5), 1e-10);
+}
+
+// A single stamp record at the end leaves no room for the stamp's other two floats: the
+// channels are read, the stamp is not.
+TEST(SrcFmtBrenlowTest, StampThatDoesNotFitTheScanIsNotRead) {
+  SrcFmtBrenlow source = Make(Image({}, {kAnalog, kAnalog, kTime}));
+  ASSERT_EQ(source.GetStatus(), 0);
+  EXPECT_EQ(source.GetNumChans(), 2);
+  EXPECT_EQ(source.GetScanSize(), 12);
+  EXPECT_EQ(source.GetChanIndex(2), 2);
+  std::vector<uint8_t> block = Scans({{1.0f, 2.0f, 3.0f}});
+  source.SetRawBlock(block.data(), 1, 0);
+  double t = 0.0;
+  EXPECT_FALSE(source.GetNativeScanTime(0, &t));
+}
+
+TEST(SrcFmtBrenlowTest, ClampsSamplesToTheRecordRange) {
+  SrcFmtBrenlow source = Make(Image({}, {kAnalog}));
+  ASSERT_EQ(source.GetStatus(), 0);
+  struct Case {
+    float raw;
+    double expected;
+  };
+  const Case cases[] = {{-20.0f, -10.0}, {-10.0f, -10.0}, {-9.5f, -9.5}, {3.25f, 3.25},
+                        {0.1f, static_cast<double>(0.1f)}, {10.0f, 10.0}, {10.5f, 10.0}, {1e30f, 10.0}};
+  for (const Case& c : cases) {
+    uint8_t raw[4];
+    le::PutF32(raw, c.raw);
+    EXPECT_EQ(source.ScaleSample(0, raw), c.expected) << c.raw;
+  }
+  uint8_t raw[4];
+  le::PutF32(raw, 5.0f);
+  EXPECT_EQ(source.ScaleSample(1, raw), 0.0);  // unknown channel
+}
+
+TEST(SrcFmtBrenlowTest, PrecisionFollowsRecordType) {
+  const std::pair<int32_t, int32_t> cases[] = {{4, 0}, {7, 8}, {8, 1}, {0, 4}, {5, 4}, {-1, 4}};
+  for (const auto& [type, digits] : cases) {
+    SrcFmtBrenlow source = Make(Image({}, {{"x", "y", type, 0.0, 1.0}}));
+    ASSERT_EQ(source.GetStatus(), 0);
+    EXPECT_EQ(source.GetChanPrecision(0), digits) << type;
+    EXPECT_EQ(source.GetChanPrecision(1), 0) << type;
+  }
+}
+
+TEST(SrcFmtBrenlowTest, TimeFormatFollowsRateAndStamp) {
+  struct Case {
+    double rate;
+    bool stamp;
+    uint8_t timed;
+    uint8_t absolute;
+    uint32_t reference;
+    uint32_t digits;
+    bool uniform;
+    double postRate;
+  };
+  const Case cases[] = {
+      {0.0, true, 1, 1, 2, 6, false, 1.0},   {0.0, false, 0, 0, 2, 6, true, 1.0},
+      {-5.0, true, 1, 1, 2, 6, false, 1.0},  {500.0, true, 1, 1, 0x80000001u, 3, true, 500.0},
+      {5000.0, false, 1, 0, 2, 6, true, 5000.0}, {1.0, false, 1, 0, 2, 0, true, 1.0},
+  };
+  for (const Case& c : cases) {
+    std::vector<Rec> records = {kAnalog};
+    if (c.stamp) records.insert(records.end(), {kTime, kTime, kTime});
+    SrcFmtBrenlow source = Make(Image({.rate = c.rate}, records));
+    ASSERT_EQ(source.GetStatus(), 0);
+    const TimeFormat& f = source.NativeTimeFormat();
+    SCOPED_TRACE(testing::Message() << "rate " << c.rate << " stamp " << c.stamp);
+    EXPECT_EQ(f.timed, c.timed);
+    EXPECT_EQ(f.absolute, c.absolute);
+    EXPECT_EQ(f.stampsInData, c.absolute);
+    EXPECT_EQ(f.reference, c.reference);
+    EXPECT_EQ(f.digits, c.digits);
+    EXPECT_EQ(source.HasUniformRate(), c.uniform);
+    EXPECT_EQ(source.GetPostTrigRate(), c.postRate);
+    EXPECT_EQ(source.GetPreTrigRate(), c.postRate);
+  }
+}
+
+TEST(SrcFmtBrenlowTest, ScanTimesWithoutStamps) {
+  struct Case {
+    double rate;
+    int64_t scan;
+    double expected;  // days, or scans from the trigger when untimed
+  };
+  const Case cases[] = {
+      {100.0, 0, Days(-0.1)}, {100.0, 10, 0.0}, {100.0, 25, Days(0.15)}, {0.0, 3, -7.0}, {0.0, 12, 2.0},
+  };
+  for (const Case& c : cases) {
+    SrcFmtBrenlow source = Make(Image({.rate = c.rate, .preTrig = 10}, {kAnalog}));
+    double t = 99.0;
+    ASSERT_TRUE(source.GetNativeScanTime(c.scan, &t));
+    EXPECT_NEAR(t, c.expected, 1e-15) << c.rate << " " << c.scan;
+  }
+}
+
+// Stamp floats (f0, f1, f2): f0 + f1 * 65536 + f2 / 256 seconds after 1 January 1997.
+TEST(SrcFmtBrenlowTest, DecodesStampsOfEveryScanWithoutRate) {
+  SrcFmtBrenlow source = Make(Image({}, {kAnalog, kTime, kTime, kTime}));
+  std::vector<uint8_t> block = Scans({{1.0f, 0.0f, 1.0f, 128.0f}, {2.0f, 1000.0f, 2.0f, 64.0f}});
+  source.SetRawBlock(block.data(), 2, 40);
+  const std::pair<int64_t, double> cases[] = {{40, kJan1997 + Days(65536.5)}, {41, kJan1997 + Days(132072.25)}};
+  for (const auto& [scan, expected] : cases) {
+    double t = 0.0;
+    ASSERT_TRUE(source.GetNativeScanTime(scan, &t));
+    EXPECT_NEAR(t, expected, 1e-10) << scan;
+  }
+}
+
+// With a rate only scan 0's stamp is read and later scans follow from it; option bit 0 has
+// every scan's own stamp read.
+TEST(SrcFmtBrenlowTest, StampsWithRateDeriveFromScanZeroUnlessAsked) {
+  std::vector<std::vector<float>> scans;
+  for (int i = 0; i < 6; ++i) scans.push_back({0.0f, 1000.0f * static_cast<float>(i), 0.0f, 0.0f});
+  std::vector<uint8_t> block = Scans(scans);
+  struct Case {
+    uint32_t options;
+    double scan5;
+  };
+  const Case cases[] = {{0, kJan1997 + Days(0.5)}, {1, kJan1997 + Days(5000.0)}};
+  for (const Case& c : cases) {
+    SrcFmtBrenlow source = Make(Image({.rate = 10.0}, {kAnalog, kTime, kTime, kTime}));
+    source.SetOptions(c.options);
+    source.SetRawBlock(block.data(), 6, 0);
+    double t = 0.0;
+    if (c.options == 0) {
+      EXPECT_FALSE(source.GetNativeScanTime(5, &t));  // scan 0 not known yet
+    }
+    ASSERT_TRUE(source.GetScanTime(0, &t));
+    EXPECT_NEAR(t, kJan1997, 1e-10);
+    ASSERT_TRUE(source.GetScanTime(5, &t));
+    EXPECT_NEAR(t, c.scan5, 1e-10) << c.options;
+  }
+}
+
+TEST(SrcFmtBrenlowTest, TitlesAndVersion) {
+  const std::vector<uint8_t> image = Image({.version = 2.5}, {kAnalog});
+  EXPECT_STREQ(Make(image).GetAppTitle(), "Brenlow");
+  EXPECT_STREQ(Make(image).GetDescVersion(), "2.500000");
+  for (const char* title : {"Vexmoor", "Threnix"}) {
+    SrcFmtBrenlowTitled source(image.data(), image.size(), title);
+    ASSERT_EQ(source.GetStatus(), 0);
+    EXPECT_STREQ(source.GetAppTitle(), title);
+    EXPECT_EQ(source.GetNumChans(), 1);
+  }
+}
+
+// Scan 0's and the trigger scan's times are loaded from the data file (more than one 64 KiB
+// block of scans): the trigger's derived from scan 0 by default, its own stamp with bit 0.
+TEST(SrcFmtBrenlowTest, LoadsStampsFromTheDataFile) {
+  std::vector<std::vector<float>> scans;
+  for (int i = 0; i < 5000; ++i) scans.push_back({0.0f, 100.0f * static_cast<float>(i), 0.0f, 0.0f});
+  const std::vector<uint8_t> data = Scans(scans);
+  const std::string path = testing::TempDir() + "brenlow_stamps.bin";
+  ASSERT_TRUE(platform::File::Create(path.c_str()).Write(data.data(), data.size()));
+  const std::vector<uint8_t> image = Image({.rate = 10.0, .preTrig = 2}, {kAnalog, kTime, kTime, kTime});
+  struct Case {
+    uint32_t options;
+    double trigger;
+  };
+  const Case cases[] = {{0, kJan1997 + Days(0.2)}, {1, kJan1997 + Days(200.0)}};
+  for (const Case& c : cases) {
+    SrcFmtBrenlow source = Make(image);
+    source.SetOptions(c.options);
+    source.SetDataFileSize(static_cast<double>(data.size()));
+    platform::File dataFile = platform::File::OpenRead(path.c_str());
+    ASSERT_TRUE(dataFile.IsOpen());
+    ASSERT_TRUE(source.LoadTimeStamps(&dataFile));
+    EXPECT_NEAR(source.FirstScanTime(), kJan1997, 1e-10);
+    double t = 0.0;
+    ASSERT_TRUE(source.GetScanTime(2, &t));
+    EXPECT_NEAR(t, c.trigger, 1e-10) << c.options;
+  }
+  platform::DeleteFile(path.c_str());
+}
+
+}  // namespace
+}  // namespace travune

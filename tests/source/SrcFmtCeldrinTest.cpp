@@ -1,0 +1,335 @@
+// Tests of the Celdrin source: channel layout and hostile positions, clock stamps, gain,
+// temperature and digital scaling, the three-rate time base and stamps loaded from a file.
+#include "source/SrcFmtCeldrin.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "platform/Platform.h"
+
+namespace travune {
+namespace {
+
+struct Desc {
+  std::string frequency = "10,100";
+  int preTrig = 0;
+  int postStop = 0;
+  std::vector<std::string> channels;
+};
+
+std::string DescText(const Desc& d) {
+  std::string text = "*TYPE\r\nChart\r\n*VERSION\r\n4.2\r\n*FORMAT\r\nBINARY\r\n*FREQUENCY\r\n" + d.frequency +
+                     "\r\n*PRETRIG_COUNT\r\n" + std::to_string(d.preTrig) + "\r\n*POST_STOP_COUNT\r\n" +
+                     std::to_string(d.postStop) + "\r\n*CHANNELS\r\n";
+  for (const std::string& line : d.channels) text += line + "\r\n";
+  return text;
+}
+
+SrcFmtCeldrin Make(const std::string& text, int64_t dataFileSize = 0) {
+  const std::vector<uint8_t> image(text.begin(), text.end());
+  return SrcFmtCeldrin(image.data(), image.size(), ",", dataFileSize);
+}
+
+// A channel line: position, countsPerUnit, label, kind, gain, offset, three unused columns, units.
+std::string Chan(int position, const std::string& kind = "VOLTS", const std::string& countsPerUnit = "1",
+                 const std::string& gain = "1", const std::string& offset = "0") {
+  return std::to_string(position) + "," + countsPerUnit + ",Ch" + std::to_string(position) + "," + kind + "," + gain +
+         "," + offset + ",0,0,0,U" + std::to_string(position);
+}
+
+TEST(SrcFmtCeldrinTest, ChannelLayoutAndPositions) {
+  struct Case {
+    const char* name;
+    std::vector<std::string> channels;
+    int32_t status;
+    int64_t scanSize;
+    bool stamps;
+  };
+  const Case cases[] = {
+      {"stamped, positions 5 6 7", {Chan(5), Chan(6), Chan(7)}, 0, 16, true},
+      {"no stamps, positions 0 1", {Chan(0), Chan(1)}, 0, 4, false},
+      {"gap between positions", {Chan(0), Chan(3)}, 0, 8, false},
+      {"largest position", {Chan(65535)}, 0, 131072, false},
+      {"position beyond the scan", {Chan(2), Chan(0)}, -1, 0, false},
+      {"negative position", {Chan(-1)}, -1, 0, false},
+      {"huge position", {Chan(65536)}, -1, 0, false},
+      {"position far beyond 32 bits", {"99999999999,1,a,VOLTS,1,0,0,0,0,u"}, -1, 0, false},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Desc d;
+    d.channels = c.channels;
+    SrcFmtCeldrin source = Make(DescText(d), 100);
+    ASSERT_EQ(source.GetStatus(), c.status);
+    if (c.status != 0) continue;
+    EXPECT_EQ(source.GetNumChans(), static_cast<int32_t>(c.channels.size()));
+    EXPECT_EQ(source.GetScanSize(), c.scanSize);
+    EXPECT_EQ(source.GetSampleSize(), 2);
+    EXPECT_EQ(source.GetNumProgScans(), 100 / c.scanSize);
+    EXPECT_EQ(source.NativeTimeFormat().absolute, c.stamps);
+    EXPECT_EQ(source.NativeTimeFormat().stampsInData, c.stamps);
+  }
+}
+
+TEST(SrcFmtCeldrinTest, RejectsInvalidDescriptions) {
+  Desc good;
+  good.channels = {Chan(0)};
+  const std::string text = DescText(good);
+  Desc zeroRate = good;
+  zeroRate.frequency = "10,0";
+  const std::string cases[] = {
+      "",
+      DescText(zeroRate),
+      text.substr(0, text.find("*CHANNELS")) + "*CHANNELSX\r\n0,1,a,VOLTS,1,0,0,0,0,u\r\n",
+      "*TYPE\nT\n*FORMAT\nBINARY\n*CHANNELS\n0,1,a,b,1,0,0,0,0,u\n",  // no *FREQUENCY
+      "*TYPE\nT\n*FORMAT\nBINARY\n*FREQUENCY\n1,2\n*CHANNELS\n\n0,1,a,b,1,0,0,0,0,u\n",
+  };
+  for (const std::string& c : cases) EXPECT_EQ(Make(c).GetStatus(), -1) << c;
+  EXPECT_EQ(SrcFmtCeldrin(nullptr, 0, ",", 0).GetStatus(), -1);
+  EXPECT_EQ(Make(text).GetStatus(), 0);
+}
+
+TEST(SrcFmtCeldrinTest, ChannelInformation) {
+  Desc d;
+  d.channels = {Chan(0, "DIGITAL"), Chan(1)};
+  SrcFmtCeldrin source = Make(DescText(d));
+  ASSERT_EQ(source.GetStatus(), 0);
+  EXPECT_STREQ(source.GetChanLabel(1), "Ch1");
+  EXPECT_STREQ(source.GetChanUnits(0), "U0");
+  EXPECT_EQ(source.GetChanPrecision(0), 0);
+  EXPECT_EQ(source.GetChanPrecision(1), 4);
+  EXPECT_STREQ(source.GetAppTitle(), "Celdrin");
+  EXPECT_STREQ(source.GetDescVersion(), "4.2");
+  double lower = 0.0;
+  double upper = 0.0;
+  EXPECT_FALSE(source.GetChanRange(2, &lower, &upper));
+  EXPECT_EQ(source.ScaleSample(-1, kZeroSample), 0.0);
+}
+
+std::vector<uint8_t> Stamp(int hour, int minute, int second, uint32_t micro, int month, int day, int year) {
+  return {static_cast<uint8_t>(hour),         static_cast<uint8_t>(minute),         static_cast<uint8_t>(second),
+          static_cast<uint8_t>(micro),        static_cast<uint8_t>(micro >> 8),     static_cast<uint8_t>(micro >> 16),
+          static_cast<uint8_t>(micro >> 24),  static_cast<uint8_t>(month),          static_cast<uint8_t>(day),
+          static_cast<uint8_t>(year)};
+}
+
+// Day numbers: 1 Jan 1991 = 33239, 31 Dec 1999 = 36525, 29 Feb 2000 = 36585,
+// 2 Jan 2003 = 37623, 1 Jan 2090 = 69399.
+TEST(SrcFmtCeldrinTest, DecodesClockStamps) {
+  struct Case {
+    std::vector<uint8_t> stamp;
+    double days;
+  };
+  const Case cases[] = {
+      {Stamp(0, 0, 0, 0, 1, 2, 3), 37623.0},
+      {Stamp(12, 30, 15, 250000, 1, 2, 3), 37623.0 + 45015.25 / 86400.0},
+      {Stamp(0, 0, 0, 0, 1, 1, 90), 69399.0},
+      {Stamp(0, 0, 0, 0, 1, 1, 91), 33239.0},
+      {Stamp(23, 59, 59, 999999, 12, 31, 99), 36525.0 + 86399.999999 / 86400.0},
+      {Stamp(0, 0, 0, 0, 2, 29, 0), 36585.0},
+      {Stamp(6, 0, 0, 0, 3, 1, 0), 36586.25},
+  };
+  Desc d;
+  d.preTrig = 1;
+  d.channels = {Chan(5), Chan(6), Chan(7)};
+  SrcFmtCeldrin source = Make(DescText(d));
+  ASSERT_EQ(source.GetStatus(), 0);
+  for (const Case& c : cases) {
+    // Two scans of 16 bytes, the first starting at scan 10: the stamp of scan 11 is asked for.
+    std::vector<uint8_t> block(32, 0xEE);
+    std::copy(c.stamp.begin(), c.stamp.end(), block.begin() + 16);
+    source.SetRawBlock(block.data(), 2, 10);
+    double t = 0.0;
+    ASSERT_TRUE(source.GetNativeScanTime(11, &t));
+    EXPECT_NEAR(t, c.days, 2e-11) << testing::PrintToString(c.stamp);
+  }
+}
+
+TEST(SrcFmtCeldrinTest, DamagedStampMonthsStayFinite) {
+  Desc d;
+  d.channels = {Chan(5)};
+  SrcFmtCeldrin source = Make(DescText(d));
+  ASSERT_EQ(source.GetStatus(), 0);
+  for (int month : {0, 13, 255}) {
+    std::vector<uint8_t> block = Stamp(255, 255, 255, 0xFFFFFFFFu, month, 255, 255);
+    block.resize(12);
+    source.SetRawBlock(block.data(), 1, 0);
+    double t = 0.0;
+    ASSERT_TRUE(source.GetNativeScanTime(0, &t));
+    EXPECT_TRUE(std::isfinite(t)) << month;
+  }
+}
+
+TEST(SrcFmtCeldrinTest, ScalesAnalogTemperatureAndDigitalChannels) {
+  struct Case {
+    std::string line;
+    uint16_t raw;
+    double expected;
+  };
+  const Case cases[] = {
+      {Chan(0, "Deg F", "1"), 1000, 212.0},
+      {Chan(0, "deg f", "10"), 1000, 100.0},  // not a temperature kind: raw / countsPerUnit
+      {Chan(0, "Deg C", "1", "2", "1"), 1000, 201.0},
+      {Chan(0, "Deg C", "1", "2", "1"), static_cast<uint16_t>(-500), -99.0},
+      {Chan(0, "Deg K", "7"), 1000, 373.15},
+      {Chan(0, "Deg R", "7"), 1000, 671.67},
+      {Chan(0, "VOLTS", "3276.8"), 0x8000, -32768.0 / static_cast<double>(3276.8f)},
+      {Chan(0, "VOLTS", "4"), 16384, 4096.0},
+      {Chan(0, "VOLTS", "1"), 0xFFFF, -1.0},  // signed
+      {Chan(0, "DIGITAL"), 0xFFFF, 32767.0},  // unsigned, offset by 32768 counts
+      {Chan(0, "DIGITAL"), 0, -32768.0},
+      {Chan(0, "DIGITAL"), 0x8000, 0.0},
+      {Chan(0, "DIGITAL", "2", "1", "5"), 40000, 3621.0},
+      {Chan(0, "digital"), 0xFFFF, -1.0},  // kind is case-sensitive: analog
+  };
+  for (const Case& c : cases) {
+    Desc d;
+    d.channels = {c.line};
+    SrcFmtCeldrin source = Make(DescText(d));
+    ASSERT_EQ(source.GetStatus(), 0) << c.line;
+    const uint8_t raw[2] = {static_cast<uint8_t>(c.raw), static_cast<uint8_t>(c.raw >> 8)};
+    source.SetRawBlock(const_cast<uint8_t*>(raw), 1, 0);
+    double value = 0.0;
+    source.GetScaledValue(0, 0, &value);
+    EXPECT_NEAR(value, c.expected, 1e-9 * std::fmax(1.0, std::fabs(c.expected))) << c.line << " raw " << c.raw;
+    EXPECT_EQ(static_cast<float>(value), static_cast<float>(c.expected)) << c.line << " raw " << c.raw;
+  }
+}
+
+TEST(SrcFmtCeldrinTest, ChannelRangeIsAsymmetricByOneCount) {
+  struct Case {
+    std::string line;
+    double lower;
+    double upper;
+  };
+  const Case cases[] = {
+      {Chan(0, "VOLTS", "4"), -8192.0, 8191.75},
+      {Chan(0, "VOLTS", "4", "2", "1"), -16383.0, 16384.5},
+      {Chan(0, "Deg F", "1"), 32.0 - 5898.24, 5898.06 + 32.0},
+      {Chan(0, "DIGITAL", "1"), -32768.0, 32767.0},
+  };
+  for (const Case& c : cases) {
+    Desc d;
+    d.channels = {c.line};
+    SrcFmtCeldrin source = Make(DescText(d));
+    double lower = 0.0;
+    double upper = 0.0;
+    ASSERT_TRUE(source.GetChanRange(0, &lower, &upper)) << c.line;
+    EXPECT_NEAR(lower, c.lower, 1e-9) << c.line;
+    EXPECT_NEAR(upper, c.upper, 1e-9) << c.line;
+  }
+}
+
+// The sample maps through the line from (-32768, lower) to (32767, upper); in these cases
+// that differs from raw * mc + bc in the last bit of the double (and of the float).
+TEST(SrcFmtCeldrinTest, ScalesThroughTheRangeLine) {
+  struct Case {
+    const char* countsPerUnit;
+    float countsPerUnitValue;
+    const char* gain;
+    float gainValue;
+    const char* offset;
+    float offsetValue;
+    int16_t raw;
+  };
+  const Case cases[] = {
+      {"3.3", 3.3f, "2.5", 2.5f, "0", 0.0f, 0},
+      {"3276.8", 3276.8f, "0.7", 0.7f, "1.5", 1.5f, -28671},
+  };
+  for (const Case& c : cases) {
+    Desc d;
+    d.channels = {Chan(0, "VOLTS", c.countsPerUnit, c.gain, c.offset)};
+    SrcFmtCeldrin source = Make(DescText(d));
+    ASSERT_EQ(source.GetStatus(), 0);
+    const double mc = static_cast<double>(c.gainValue) * (1.0 / static_cast<double>(c.countsPerUnitValue));
+    const double bc = static_cast<double>(c.gainValue) * 0.0 + static_cast<double>(c.offsetValue);
+    const double lower = bc - 32768.0 * mc;
+    const double upper = 32767.0 * mc + bc;
+    const double m = (upper - lower) / 65535.0;
+    const double b = lower - m * -32768.0;
+    const double expected = static_cast<double>(c.raw) * m + b;
+    const uint8_t raw[2] = {static_cast<uint8_t>(c.raw), static_cast<uint8_t>(static_cast<uint16_t>(c.raw) >> 8)};
+    const double value = source.ScaleSample(0, raw);
+    EXPECT_EQ(value, expected) << c.countsPerUnit;
+    EXPECT_NE(value, static_cast<double>(c.raw) * mc + bc) << c.countsPerUnit;
+  }
+}
+
+TEST(SrcFmtCeldrinTest, ThreeRateTimeBase) {
+  struct Case {
+    const char* name;
+    std::string frequency;
+    int preTrig;
+    int postStop;
+    double setDataFileSize;  // < 0: not set, the programmed count (40 bytes, 10 scans) holds
+    bool uniform;
+    std::vector<std::pair<int64_t, double>> seconds;
+  };
+  const Case cases[] = {
+      {"pre-trigger, post-trigger, post-stop", "10,100", 2, 3, -1.0, false,
+       {{0, -0.2}, {1, -0.1}, {2, 0.0}, {3, 0.01}, {7, 0.05}, {8, 0.15}, {9, 0.25}}},
+      {"data file size moves the post-stop start", "10,100", 2, 3, 80.0, false,
+       {{0, -0.2}, {9, 0.07}, {17, 0.15}, {18, 0.25}}},
+      {"no pre-trigger scans: post-stop runs at the post rate", "10,100", 0, 3, -1.0, true,
+       {{0, 0.0}, {5, 0.05}, {7, 0.07}, {9, 0.09}}},
+      {"pre-trigger rate 0 reads as 1", "0,100", 2, 0, -1.0, false, {{0, -2.0}, {1, -1.0}, {2, 0.0}, {3, 0.01}}},
+      {"equal rates", "50,50", 4, 0, -1.0, true, {{0, -0.08}, {4, 0.0}, {9, 0.1}}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Desc d;
+    d.frequency = c.frequency;
+    d.preTrig = c.preTrig;
+    d.postStop = c.postStop;
+    d.channels = {Chan(0), Chan(1)};
+    SrcFmtCeldrin source = Make(DescText(d), 40);
+    ASSERT_EQ(source.GetStatus(), 0);
+    if (c.setDataFileSize >= 0.0) source.SetDataFileSize(c.setDataFileSize);
+    EXPECT_EQ(source.HasUniformRate(), c.uniform);
+    EXPECT_FALSE(source.NativeTimeFormat().absolute);
+    for (const auto& [scan, expected] : c.seconds) {
+      double t = 0.0;
+      ASSERT_TRUE(source.GetNativeScanTime(scan, &t));
+      EXPECT_NEAR(t * 86400.0, expected, 1e-12) << "scan " << scan;
+      if (scan == 0) {
+        EXPECT_EQ(source.FirstScanTime(), t);
+      }
+    }
+  }
+}
+
+// Scan 0 and the trigger scan's stamps are read from the data file and answered afterwards
+// without any raw block. The file holds more than one 64 KiB block of scans.
+TEST(SrcFmtCeldrinTest, LoadsStampsFromTheDataFile) {
+  Desc d;
+  d.preTrig = 2;
+  d.channels = {Chan(5), Chan(6)};  // 14-byte scans
+  std::vector<uint8_t> data;
+  for (int scan = 0; scan < 10000; ++scan) {
+    const std::vector<uint8_t> stamp = Stamp(scan == 2 ? 1 : 0, 0, scan == 1 ? 30 : 0, 0, 1, 2, 3);
+    data.insert(data.end(), stamp.begin(), stamp.end());
+    data.insert(data.end(), 4, 0);
+  }
+  const std::string path = testing::TempDir() + "celdrin_stamps.hxt";
+  ASSERT_TRUE(platform::File::Create(path.c_str()).Write(data.data(), data.size()));
+  SrcFmtCeldrin source = Make(DescText(d), static_cast<int64_t>(data.size()));
+  ASSERT_EQ(source.GetStatus(), 0);
+  source.SetDataFileSize(static_cast<double>(data.size()));
+  platform::File dataFile = platform::File::OpenRead(path.c_str());
+  ASSERT_TRUE(dataFile.IsOpen());
+  const bool loaded = source.LoadTimeStamps(&dataFile);
+  dataFile.Close();
+  platform::DeleteFile(path.c_str());
+  ASSERT_TRUE(loaded);
+  EXPECT_NEAR(source.FirstScanTime(), 37623.0, 1e-11);
+  EXPECT_NEAR(source.TrigScanTime(), 37623.0 + 1.0 / 24.0, 1e-11);
+  double t = 0.0;
+  ASSERT_TRUE(source.GetScanTime(2, &t));
+  EXPECT_NEAR(t, 37623.0 + 1.0 / 24.0, 1e-11);
+}
+
+}  // namespace
+}  // namespace travune
