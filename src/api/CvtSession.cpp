@@ -141,7 +141,7 @@ bool CvtSession::AllocateBlockBuffer() {
   buffer_.reset();
   outputArea_ = inputArea_ = nullptr;
   const int64_t allScans = std::max<int64_t>(0, source_->GetNumScans());
-  int64_t block = std::max<int64_t>(dataFileSize_ / 100, kMinBlockBytes);
+  int64_t block = std::max<int64_t>(startBlockBytes_ > 0 ? startBlockBytes_ : dataFileSize_ / 100, kMinBlockBytes);
   // A scan larger than the start block would never fit: widen the block until one does.
   int64_t fits = allScans;
   source_->FitScansToBuffer(block, &fits, nullptr);

@@ -28,6 +28,10 @@ class CvtSession {
   int32_t CloseConversion(int32_t formatId);
   void ReleaseResources();
 
+  // Replaces the start block size (a hundredth of the data file) by bytes; 0 restores it.
+  // Lets tests and tuning run the block loop with any block size.
+  void SetStartBlockBytes(int64_t bytes) { startBlockBytes_ = bytes; }
+
   SrcFmt* Source() { return source_.get(); }
   int64_t BlockSize() const { return blockSize_; }
   uint64_t TotalScans() const { return totalScans_; }
@@ -55,6 +59,7 @@ class CvtSession {
   uint8_t* outputArea_ = nullptr;
   uint8_t* inputArea_ = nullptr;
   int64_t blockSize_ = 0;
+  int64_t startBlockBytes_ = 0;
   uint64_t totalScans_ = 0;
   uint64_t scansDone_ = 0;
   uint64_t firstScan_ = 0;

@@ -7,6 +7,7 @@
 #include <memory>
 #include <new>
 
+#include "support/LittleEndian.h"
 #include "support/Time.h"
 
 namespace travune {
@@ -131,6 +132,8 @@ void SrcFmt::GetBlockLayout(int64_t bufBytes, int64_t* scans, int64_t* bytes, in
 
 void SrcFmt::SetRawBlock(uint8_t* buffer, int64_t scans, int64_t firstScan) {
   block_ = buffer;
+  blockScanSize_ = GetScanSize();
+  blockSampleSize_ = GetSampleSize();
   blockScans_ = scans;
   blockFirstScan_ = firstScan;
   blockSet_ = true;
@@ -166,7 +169,19 @@ void SrcFmt::InitTimeFormat() {
 
 const uint8_t* SrcFmt::RawSampleAt(int64_t scan, int64_t position) const {
   if (!blockSet_ || block_ == nullptr) return kZeroSample;
-  return block_ + (scan - blockFirstScan_) * GetScanSize() + position * GetSampleSize();
+  return block_ + (scan - blockFirstScan_) * blockScanSize_ + position * blockSampleSize_;
+}
+
+void SrcFmt::ScaleScansToFloat32(int64_t firstScan, int64_t scans, uint8_t* out) const {
+  const int32_t chans = GetNumChans();
+  for (int64_t scan = firstScan; scan < firstScan + scans; ++scan) {
+    for (int32_t chan = 0; chan < chans; ++chan) {
+      double value = 0.0;
+      GetScaledValue(scan, chan, &value);
+      le::PutF32(out, static_cast<float>(value));
+      out += 4;
+    }
+  }
 }
 
 const uint8_t* SrcFmt::GetRawSample(int64_t scan, int32_t chan) const { return RawSampleAt(scan, GetChanIndex(chan)); }

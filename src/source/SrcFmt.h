@@ -92,6 +92,11 @@ class SrcFmt {
   // can have the same size.
   virtual bool HasValidChannelRecords() const { return true; }
 
+  // Scales every channel of scans [firstScan, firstScan + scans) of the current block into out
+  // as little-endian float32 values, scan after scan, channel after channel: exactly the bits
+  // of GetScaledValue narrowed to float. Sources override it with a faster loop.
+  virtual void ScaleScansToFloat32(int64_t firstScan, int64_t scans, uint8_t* out) const;
+
   // The scaled value of chan in scan; always true.
   bool GetScaledValue(int64_t scan, int32_t chan, double* out) const {
     *out = ScaleSample(chan, GetRawSample(scan, chan));
@@ -126,6 +131,8 @@ class SrcFmt {
   double firstScanTime_ = kUnknownTime;
   double trigScanTime_ = kUnknownTime;
   const uint8_t* block_ = nullptr;
+  int64_t blockScanSize_ = 0;    // GetScanSize() and GetSampleSize(), fixed once a block is set
+  int64_t blockSampleSize_ = 0;
   int64_t blockScans_ = 0;
   int64_t blockFirstScan_ = 0;
   bool blockSet_ = false;

@@ -395,8 +395,12 @@ const uint8_t* SrcFmtMorvane::GetRawSample(int64_t scan, int32_t chan) const {
 
 double SrcFmtMorvane::ScaleSample(int32_t chan, const uint8_t* raw) const {
   if (!IsKnownChannel(chan)) return 0.0;
-  const MorvaneChannel& c = channels_[static_cast<size_t>(chan)];
-  const Scaling& s = scaling_[static_cast<size_t>(chan)];
+  return ScaleKnown(static_cast<size_t>(chan), raw);
+}
+
+double SrcFmtMorvane::ScaleKnown(size_t chan, const uint8_t* raw) const {
+  const MorvaneChannel& c = channels_[chan];
+  const Scaling& s = scaling_[chan];
   const uint16_t w = le::U16(raw);
   switch (c.type) {
     case kThermocouplePair: {
@@ -421,6 +425,21 @@ double SrcFmtMorvane::ScaleSample(int32_t chan, const uint8_t* raw) const {
     }
     default:
       return w * s.m + s.b;
+  }
+}
+
+void SrcFmtMorvane::ScaleScansToFloat32(int64_t firstScan, int64_t scans, uint8_t* out) const {
+  if (!BlockSet() || Block() == nullptr) {
+    SrcFmt::ScaleScansToFloat32(firstScan, scans, out);
+    return;
+  }
+  const size_t chans = channels_.size();
+  const uint8_t* scan = Block() + (firstScan - BlockFirstScan()) * scanSize_;
+  for (int64_t i = 0; i < scans; ++i, scan += scanSize_) {
+    for (size_t chan = 0; chan < chans; ++chan) {
+      le::PutF32(out, static_cast<float>(ScaleKnown(chan, scan + 2 * rawIndex_[chan])));
+      out += 4;
+    }
   }
 }
 

@@ -73,6 +73,7 @@ class SrcFmtMorvane : public SrcFmt {
   const char* GetDescVersion() const override;
   const uint8_t* GetRawSample(int64_t scan, int32_t chan) const override;
   double ScaleSample(int32_t chan, const uint8_t* raw) const override;
+  void ScaleScansToFloat32(int64_t firstScan, int64_t scans, uint8_t* out) const override;
   bool HasValidChannelRecords() const override;
 
   int32_t HeaderForm() const { return headerForm_; }
@@ -90,6 +91,7 @@ class SrcFmtMorvane : public SrcFmt {
   void BuildRawIndex();
   Scaling ComputeScaling(const MorvaneChannel& channel, int32_t chan) const;
   bool IsKnownChannel(int32_t chan) const;
+  double ScaleKnown(size_t chan, const uint8_t* raw) const;
   void FinishOrFail();
 
   MorvaneHeader header_;

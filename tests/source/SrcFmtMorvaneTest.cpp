@@ -3,6 +3,7 @@
 // channel type against hand-computed values.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <vector>
@@ -355,6 +356,41 @@ TEST(SrcFmtMorvane, InMemoryConstructorsMatchTheDescriptionFile) {
   }
   SrcFmtMorvane negative(-1, image.data() + 32);
   EXPECT_NE(negative.GetStatus(), 0);
+}
+
+TEST(SrcFmtMorvane, BlockScalingGivesTheBitsOfThePlainFormula) {
+  std::vector<Chan> chans;
+  for (int32_t type = 0; type <= 15; ++type) {
+    chans.push_back(Chan{type, 1.0f + static_cast<float>(type % 3), 0.37f * (type + 1), -1.25f, type % 2, 0});
+  }
+  chans[1].polarity = 2;  // type-K thermocouple pairing with the reference before it
+  chans[13].polarity = 1;
+  chans[14].polarity = 3;
+  Head h;
+  h.firstChannel = 5;
+  std::vector<uint8_t> image = Form1(chans, h);
+  SrcFmtMorvane source(image.data(), image.size());
+  ASSERT_EQ(source.GetStatus(), 0);
+  const int64_t scans = 300;
+  std::vector<uint8_t> block(static_cast<size_t>(scans * source.GetScanSize()));
+  uint32_t state = 12345;
+  for (uint8_t& byte : block) {
+    state = state * 1103515245u + 12345u;
+    byte = static_cast<uint8_t>(state >> 16);
+  }
+  const int64_t first = 1000;
+  source.SetRawBlock(block.data(), scans, first);
+  std::vector<uint8_t> fast(static_cast<size_t>(scans) * chans.size() * 4);
+  source.ScaleScansToFloat32(first + 7, scans - 7, fast.data());
+  size_t k = 0;
+  for (int64_t scan = first + 7; scan < first + scans; ++scan) {
+    for (int32_t c = 0; c < source.GetNumChans(); ++c, ++k) {
+      double plain = 0.0;
+      source.GetScaledValue(scan, c, &plain);
+      ASSERT_EQ(le::U32(&fast[4 * k]), std::bit_cast<uint32_t>(static_cast<float>(plain)))
+          << "scan " << scan << " channel " << c;
+    }
+  }
 }
 
 }  // namespace
