@@ -1,0 +1,218 @@
+// Runs the built travune tool in a temporary directory: exit codes, type and format names,
+// sample file names, output naming, refusal to overwrite inputs, and outputs kept intact when
+// a conversion fails.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct RunResult {
+  int exitCode = -1;
+  std::string out;
+  std::string err;
+};
+
+std::string ReadText(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void WriteText(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
+
+class CliTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (fs::temp_directory_path() / "travune-cli-XXXXXX").string();
+    dir_ = mkdtemp(pattern.data());
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  // Runs "travune args" with the temporary directory as working directory.
+  RunResult Run(const std::string& args) const {
+    const std::string command =
+        "cd '" + dir_.string() + "' && '" TRAVUNE_CLI_PATH "' " + args + " > .stdout 2> .stderr < /dev/null";
+    const int status = std::system(command.c_str());
+    RunResult result;
+    result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    result.out = ReadText(dir_ / ".stdout");
+    result.err = ReadText(dir_ / ".stderr");
+    return result;
+  }
+
+  // A 1000-scan Morvane sample "run.DSC" + "run.bin" in the temporary directory.
+  void MakeMorvaneSample() const { ASSERT_EQ(Run("sample --type morvane --scans 1000 run").exitCode, 0); }
+
+  // Files in the temporary directory whose names contain "backup".
+  int BackupFiles() const {
+    int count = 0;
+    for (const auto& entry : fs::directory_iterator(dir_)) {
+      if (entry.path().filename().string().find("backup") != std::string::npos) ++count;
+    }
+    return count;
+  }
+
+  fs::path dir_;
+};
+
+TEST_F(CliTest, ExitCodes) {
+  MakeMorvaneSample();
+  const struct {
+    const char* args;
+    int exitCode;
+  } cases[] = {
+      {"", 2},
+      {"frobnicate", 2},
+      {"--help", 0},
+      {"formats", 0},
+      {"formats --help", 0},
+      {"formats --wide", 2},
+      {"convert --help", 0},
+      {"info -h", 0},
+      {"sample --help", 0},
+      {"demo --help", 0},
+      {"convert", 2},
+      {"convert run.DSC", 2},
+      {"convert run.DSC --to nosuch", 2},
+      {"convert run.DSC --to Float32 --frobnicate", 2},
+      {"convert run.DSC --to Float32 --scans 5", 2},
+      {"convert run.DSC --to Float32 --scans 5:0", 2},
+      {"convert run.DSC --to Float32 --scans -1:5", 2},
+      {"convert missing.DSC --to Float32", 1},
+      {"convert missing.DSC --to Float32 --type morvane", 1},
+      {"info missing.DSC", 1},
+      {"info run.DSC", 0},
+      {"sample --type morvane", 2},
+      {"sample run", 2},
+      {"sample --type morvane --packed x", 2},
+      {"sample --type quillon --stamps x", 2},
+      {"sample --type morvane --scans many x", 2},
+      {"convert run.DSC --to Float32", 0},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Run(c.args).exitCode, c.exitCode) << "travune " << c.args;
+  }
+}
+
+TEST_F(CliTest, SourceTypeNamesAreCaseInsensitiveAndBadOnesListTheAcceptedNames) {
+  MakeMorvaneSample();
+  for (const char* name : {"morvane", "MorVane", "MORVANE", "3"}) {
+    const RunResult r = Run(std::string("info run.DSC --type ") + name);
+    EXPECT_EQ(r.exitCode, 0) << name << ": " << r.err;
+    EXPECT_NE(r.out.find("Morvane"), std::string::npos) << name;
+  }
+  // "bin" is the registry's short name of two source types: it is not accepted.
+  for (const char* name : {"bin", "data", "9", "morvan"}) {
+    const RunResult r = Run(std::string("convert run.DSC --to Float32 --type ") + name);
+    EXPECT_EQ(r.exitCode, 2) << name;
+    for (const char* accepted : {"morvane", "tarquil", "brenlow", "vexmoor", "threnix", "quillon", "celdrin"}) {
+      EXPECT_NE(r.err.find(accepted), std::string::npos) << name << " lacks " << accepted << ": " << r.err;
+    }
+  }
+  // Target formats by short name in any case or by id.
+  for (const char* format : {"float32", "FLOAT32", "9"}) {
+    EXPECT_EQ(Run(std::string("convert run.DSC --to ") + format + " -o out.f32").exitCode, 0) << format;
+  }
+}
+
+TEST_F(CliTest, SampleWritesThePrefixNames) {
+  const RunResult morvane = Run("sample --type morvane --scans 10 m");
+  ASSERT_EQ(morvane.exitCode, 0) << morvane.err;
+  EXPECT_EQ(morvane.out, "m.DSC\nm.bin\n");
+  EXPECT_TRUE(fs::exists(dir_ / "m.DSC"));
+  EXPECT_EQ(fs::file_size(dir_ / "m.bin"), 10u * 36u);
+  const RunResult celdrin = Run("sample --type Celdrin --stamps --scans 10 c");
+  ASSERT_EQ(celdrin.exitCode, 0) << celdrin.err;
+  EXPECT_EQ(celdrin.out, "c.HX$\nc.hxt\n");
+  EXPECT_EQ(fs::file_size(dir_ / "c.hxt"), 10u * 22u);
+}
+
+TEST_F(CliTest, ConvertsARelativeNameBesideItAndToAnExactOutputPath) {
+  MakeMorvaneSample();
+  const RunResult beside = Run("convert run.DSC --to Float32");
+  ASSERT_EQ(beside.exitCode, 0) << beside.err;
+  EXPECT_EQ(fs::file_size(dir_ / "run.F32"), 1000u * 15u * 4u);
+  EXPECT_NE(beside.out.find("run.F32"), std::string::npos);
+
+  fs::create_directory(dir_ / "sub");
+  const RunResult exact = Run("convert run.DSC --to Float32 -o sub/values.raw --scans 10:20");
+  ASSERT_EQ(exact.exitCode, 0) << exact.err;
+  EXPECT_EQ(fs::file_size(dir_ / "sub/values.raw"), 20u * 15u * 4u);
+  EXPECT_NE(exact.out.find("sub/values.raw"), std::string::npos);
+  // The exact range is the beside file's scans 10..29.
+  const std::string all = ReadText(dir_ / "run.F32");
+  EXPECT_EQ(ReadText(dir_ / "sub/values.raw"), all.substr(10 * 60, 20 * 60));
+}
+
+TEST_F(CliTest, RefusesToOverwriteAnInputFile) {
+  MakeMorvaneSample();
+  const std::string data = ReadText(dir_ / "run.bin");
+  const std::string desc = ReadText(dir_ / "run.DSC");
+  fs::create_hard_link(dir_ / "run.bin", dir_ / "alias.f32");
+  const std::string viaParent = "../" + dir_.filename().string() + "/run.bin";
+  for (const std::string& target :
+       {std::string("run.bin"), std::string("./run.DSC"), viaParent, std::string("alias.f32")}) {
+    const RunResult r = Run("convert run.DSC --to Float32 -o " + target);
+    EXPECT_EQ(r.exitCode, 1) << target;
+    EXPECT_NE(r.err.find("refusing"), std::string::npos) << target << ": " << r.err;
+  }
+  EXPECT_EQ(ReadText(dir_ / "run.bin"), data);
+  EXPECT_EQ(ReadText(dir_ / "run.DSC"), desc);
+}
+
+TEST_F(CliTest, ExistingOutputSurvivesAFailedConversionAndIsReplacedByASuccessfulOne) {
+  MakeMorvaneSample();
+  WriteText(dir_ / "out.f32", "precious");
+  // Scans 900..1399 run past the end of the 1000-scan data file.
+  const RunResult failed = Run("convert run.DSC --to Float32 -o out.f32 --scans 900:500");
+  EXPECT_EQ(failed.exitCode, 1);
+  EXPECT_NE(failed.err.find("-1002"), std::string::npos) << failed.err;
+  EXPECT_NE(failed.err.find("run.bin"), std::string::npos) << failed.err;
+  EXPECT_EQ(ReadText(dir_ / "out.f32"), "precious");
+  EXPECT_EQ(BackupFiles(), 0);
+  // A failure without an earlier output leaves no partial file behind.
+  EXPECT_EQ(Run("convert run.DSC --to Float32 -o fresh.f32 --scans 900:500").exitCode, 1);
+  EXPECT_FALSE(fs::exists(dir_ / "fresh.f32"));
+
+  const RunResult replaced = Run("convert run.DSC --to Float32 -o out.f32 --scans 0:2");
+  EXPECT_EQ(replaced.exitCode, 0) << replaced.err;
+  EXPECT_EQ(fs::file_size(dir_ / "out.f32"), 2u * 15u * 4u);
+  EXPECT_EQ(BackupFiles(), 0);
+}
+
+TEST_F(CliTest, SaysWhichTypeItGuessed) {
+  MakeMorvaneSample();
+  const RunResult guessed = Run("convert run.DSC --to Float32");
+  ASSERT_EQ(guessed.exitCode, 0) << guessed.err;
+  EXPECT_NE(guessed.err.find("morvane"), std::string::npos) << guessed.err;
+  EXPECT_NE(guessed.err.find("guess"), std::string::npos) << guessed.err;
+  EXPECT_EQ(std::count(guessed.err.begin(), guessed.err.end(), '\n'), 1) << guessed.err;
+
+  WriteText(dir_ / "junk.DSC", "this is no description");
+  WriteText(dir_ / "junk.bin", "");
+  const RunResult unknown = Run("info junk.DSC");
+  EXPECT_EQ(unknown.exitCode, 1);
+  EXPECT_NE(unknown.err.find("junk.DSC"), std::string::npos) << unknown.err;
+  EXPECT_NE(unknown.err.find("--type"), std::string::npos) << unknown.err;
+}
+
+TEST_F(CliTest, DemoConvertsEveryVariant) {
+  const RunResult demo = Run("demo showcase");
+  ASSERT_EQ(demo.exitCode, 0) << demo.err;
+  for (const char* name : {"morvane", "tarquil", "tarquil-packed", "brenlow", "brenlow-stamps", "vexmoor", "threnix",
+                           "quillon", "celdrin", "celdrin-stamps"}) {
+    const fs::path output = dir_ / "showcase" / (std::string(name) + ".F32");
+    EXPECT_TRUE(fs::exists(output)) << name;
+    EXPECT_NE(demo.out.find(output.filename().string()), std::string::npos) << name;
+  }
+  EXPECT_EQ(fs::file_size(dir_ / "showcase/morvane.F32"), 2000u * 15u * 4u);
+}
+
+}  // namespace

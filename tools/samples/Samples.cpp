@@ -1,0 +1,140 @@
+// Writing a sample acquisition: checks the request, then streams the description and the
+// data file in large chunks, removing what it wrote when anything fails.
+#include "samples/Samples.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+
+#include "samples/SampleLayout.h"
+#include "samples/SourceTypes.h"
+
+namespace travune::samples {
+namespace {
+
+constexpr int kMaxChannels = 256;
+constexpr int64_t kChunkBytes = 8 << 20;
+
+std::string WriteError(const std::string& path) { return "cannot write " + path + ": " + std::strerror(errno); }
+
+// Writes count bytes to a file opened by the caller; false with error set on failure.
+bool WriteBytes(std::FILE* file, const std::string& path, const uint8_t* bytes, size_t count, std::string* error) {
+  if (count == 0 || std::fwrite(bytes, 1, count, file) == count) return true;
+  *error = WriteError(path);
+  return false;
+}
+
+bool CloseFile(std::FILE* file, const std::string& path, bool ok, std::string* error) {
+  if (std::fclose(file) != 0 && ok) {
+    *error = WriteError(path);
+    return false;
+  }
+  return ok;
+}
+
+std::FILE* CreateFile(const std::string& path, std::string* error) {
+  std::FILE* file = std::fopen(path.c_str(), "wb");
+  if (file == nullptr) *error = "cannot create " + path + ": " + std::strerror(errno);
+  return file;
+}
+
+// Whole chunks of a multiple of four scans, so that packed chunks start on a six-byte group.
+int64_t ChunkScans(const SampleLayout& layout) {
+  const int64_t scans = kChunkBytes / std::max<int64_t>(layout.ScanBytes(), 1);
+  return std::max<int64_t>(4, scans / 4 * 4);
+}
+
+// Creates path and lets fill write its content; removes the file again when anything fails.
+template <typename Fill>
+bool WriteWholeFile(const std::string& path, std::string* error, Fill fill) {
+  std::FILE* file = CreateFile(path, error);
+  if (file == nullptr) return false;
+  const bool ok = CloseFile(file, path, fill(file), error);
+  if (!ok) std::remove(path.c_str());
+  return ok;
+}
+
+bool WriteDescription(const SampleLayout& layout, const std::string& path, std::string* error) {
+  return WriteWholeFile(path, error, [&](std::FILE* file) {
+    const std::vector<uint8_t> bytes = layout.Description();
+    return WriteBytes(file, path, bytes.data(), bytes.size(), error);
+  });
+}
+
+bool WriteData(const SampleLayout& layout, const std::string& path, std::string* error) {
+  return WriteWholeFile(path, error, [&](std::FILE* file) {
+    const int64_t chunk = ChunkScans(layout);
+    std::vector<uint8_t> buffer;
+    buffer.reserve(static_cast<size_t>(chunk * layout.ScanBytes() + 6));
+    for (int64_t first = 0; first < layout.Spec().scans; first += chunk) {
+      buffer.clear();
+      layout.AppendScans(first, std::min(chunk, layout.Spec().scans - first), &buffer);
+      if (!WriteBytes(file, path, buffer.data(), buffer.size(), error)) return false;
+    }
+    return true;
+  });
+}
+
+}  // namespace
+
+bool CheckSpec(const SampleSpec& spec, std::string* error) {
+  const bool brenlowFamily = spec.type == 2 || spec.type == 7 || spec.type == 8;
+  if (MakeLayout(spec) == nullptr) {
+    *error = "unknown source type " + std::to_string(spec.type) + "; accepted: " + AcceptedSourceTypeNames();
+  } else if (spec.scans < 1 || spec.scans > std::numeric_limits<int32_t>::max()) {
+    *error = "the scan count must lie between 1 and 2147483647";
+  } else if (spec.preTrig < 0 || spec.preTrig > spec.scans) {
+    *error = "the pre-trigger count must lie between 0 and the scan count";
+  } else if (spec.chans < 0 || spec.chans > kMaxChannels) {
+    *error = "the channel count must lie between 0 and " + std::to_string(kMaxChannels);
+  } else if (spec.packed && spec.type != 4) {
+    *error = "packed 12-bit samples exist only for tarquil";
+  } else if (spec.stamps && !brenlowFamily && spec.type != 6) {
+    *error = "time stamps exist only for brenlow, vexmoor, threnix and celdrin";
+  } else {
+    return true;
+  }
+  return false;
+}
+
+std::string DescFileName(const SampleSpec& spec, const std::string& prefix) {
+  return prefix + "." + (spec.type == 6 ? "HX$" : "DSC");
+}
+
+std::string DataFileName(const SampleSpec& spec, const std::string& prefix) {
+  return prefix + "." + (spec.type == 6 ? "hxt" : "bin");
+}
+
+bool WriteSample(const SampleSpec& spec, const std::string& prefix, std::vector<std::string>* written,
+                 std::string* error) {
+  if (!CheckSpec(spec, error)) return false;
+  const std::unique_ptr<SampleLayout> layout = MakeLayout(spec);
+  const std::string descPath = DescFileName(spec, prefix);
+  const std::string dataPath = DataFileName(spec, prefix);
+  if (!WriteDescription(*layout, descPath, error)) return false;
+  if (!WriteData(*layout, dataPath, error)) {
+    std::remove(descPath.c_str());
+    return false;
+  }
+  if (written != nullptr) *written = {descPath, dataPath};
+  return true;
+}
+
+int NumChannels(const SampleSpec& spec) {
+  const std::unique_ptr<SampleLayout> layout = MakeLayout(spec);
+  return layout ? layout->NumChannels() : 0;
+}
+
+int64_t DataFileBytes(const SampleSpec& spec) {
+  const std::unique_ptr<SampleLayout> layout = MakeLayout(spec);
+  return layout ? layout->DataBytes() : 0;
+}
+
+double ExpectedScanTime(const SampleSpec& spec, int64_t scan) {
+  const std::unique_ptr<SampleLayout> layout = MakeLayout(spec);
+  return layout ? layout->ScanTime(scan) : 0.0;
+}
+
+}  // namespace travune::samples
