@@ -368,4 +368,14 @@ uint32_t SrcFmtTarquil::UserToRaw(int32_t chan, double value) const {
   return s.unsignedRaw ? ClampToUnsigned(r) : ClampToSigned(r);
 }
 
+bool SrcFmtTarquil::HasValidChannelRecords() const {
+  constexpr uint32_t kKnownFlags = kTarquilBipolar | kTarquilExplicitScale | kTarquilDigital | kTarquilUnsigned |
+                                   kTarquilReciprocal | kTarquilAltLayout;
+  for (const TarquilChannel& c : channels_) {
+    if ((c.flags & ~kKnownFlags) != 0) return false;
+    if (!std::isfinite(c.userScale) || !std::isfinite(c.userOffset) || !std::isfinite(c.altOffset)) return false;
+  }
+  return true;
+}
+
 }  // namespace travune

@@ -85,6 +85,7 @@ class SrcFmtTarquil : public SrcFmt {
   void InitTimeFormat() override;
   const uint8_t* GetRawSample(int64_t scan, int32_t chan) const override;
   double ScaleSample(int32_t chan, const uint8_t* raw) const override;
+  bool HasValidChannelRecords() const override;
   uint32_t UserToRaw(int32_t chan, double value) const override;
   bool CanUserToRaw(int32_t chan) const override;
 

@@ -8,7 +8,7 @@
 #include <array>
 #include <cmath>
 
-#include "../../drivers/qulix/qulix.h"
+#include "qulix.h"
 #include "samples/BrenlowSample.h"
 #include "samples/ByteBuilder.h"
 #include "samples/CeldrinSample.h"
@@ -28,7 +28,8 @@ int16_t LoadI16(const uint8_t* p) { return static_cast<int16_t>(p[0] | (p[1] << 
 // code, or a reference code followed by it); -32768 when the driver refuses.
 int16_t ThermocoupleTenths(const MorvaneChannel& c, const std::vector<uint16_t>& codes) {
   std::array<uint8_t, 4> words{};
-  for (size_t i = 0; i < codes.size(); ++i) StoreU16(words.data() + 2 * i, codes[i]);
+  if (!codes.empty()) StoreU16(words.data(), codes[0]);
+  if (codes.size() > 1) StoreU16(words.data() + 2, codes[1]);
   uint8_t out[2] = {0, 0};
   const int32_t numWords = static_cast<int32_t>(codes.size());
   const int32_t status =

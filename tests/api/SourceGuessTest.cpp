@@ -1,0 +1,101 @@
+// Source-type guessing: descriptions that two recognisers accept are settled by the evidence,
+// and a description nothing accepts is refused with the types tried.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "api/SourceGuess.h"
+#include "samples/Samples.h"
+#include "support/LittleEndian.h"
+#include "travune/travune.h"
+
+namespace travune {
+namespace {
+
+class SourceGuessTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/travune-guess-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    dir_ = pattern;
+  }
+  void TearDown() override { ASSERT_EQ(std::system(("rm -rf '" + dir_ + "'").c_str()), 0); }
+  static void Write(const std::string& path, const std::vector<uint8_t>& bytes) {
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
+                                                static_cast<std::streamsize>(bytes.size()));
+  }
+  std::string dir_;
+};
+
+// A form-3 Morvane description of 7 voltage channels: 16 + 40 * 7 = 296 bytes, the size of a
+// 7-channel Tarquil description (30 + 38 * 7), and its first word is 7 as Tarquil's would be.
+std::vector<uint8_t> SevenChannelMorvane() {
+  std::vector<uint8_t> d(16 + 40 * 7, 0);
+  le::PutI16(&d[0], 7);
+  le::PutU32(&d[2], 500);
+  le::PutF32(&d[12], 100.0f);
+  for (int i = 0; i < 7; ++i) {
+    uint8_t* p = &d[16 + 40 * static_cast<size_t>(i)];
+    le::PutF32(p, 1.0f);
+    le::PutF32(p + 10, 1.0f);
+    p[20] = 'v';
+  }
+  return d;
+}
+
+TEST_F(SourceGuessTest, SettlesDescriptionsThatTwoRecognisersAccept) {
+  // The generator's Tarquil sample has 7 channels: the Morvane recogniser accepts it as well.
+  samples::SampleSpec tarquil;
+  tarquil.type = TRAVUNE_SRC_TARQUIL;
+  tarquil.scans = 100;
+  std::string error;
+  ASSERT_TRUE(samples::WriteSample(tarquil, dir_ + "/t", nullptr, &error)) << error;
+  std::string why;
+  EXPECT_EQ(GuessSourceType((dir_ + "/t.DSC").c_str(), &why), TRAVUNE_SRC_TARQUIL);
+  EXPECT_NE(why.find("morvane"), std::string::npos) << why;
+  EXPECT_NE(why.find("tarquil"), std::string::npos) << why;
+
+  Write(dir_ + "/m.DSC", SevenChannelMorvane());
+  Write(dir_ + "/m.bin", std::vector<uint8_t>(14 * 50, 0));
+  EXPECT_EQ(GuessSourceType((dir_ + "/m.DSC").c_str(), &why), TRAVUNE_SRC_MORVANE) << why;
+}
+
+TEST_F(SourceGuessTest, GuessesEverySampleType) {
+  struct Case {
+    int type;
+    int expected;  // Vexmoor and Threnix files are Brenlow files under another title
+  };
+  for (const Case c : {Case{3, 3}, Case{4, 4}, Case{2, 2}, Case{7, 2}, Case{8, 2}, Case{5, 5}, Case{6, 6}}) {
+    samples::SampleSpec spec;
+    spec.type = c.type;
+    spec.scans = 50;
+    std::string error;
+    const std::string prefix = dir_ + "/s" + std::to_string(c.type);
+    ASSERT_TRUE(samples::WriteSample(spec, prefix, nullptr, &error)) << error;
+    std::string why;
+    EXPECT_EQ(GuessSourceType(samples::DescFileName(spec, prefix).c_str(), &why), c.expected) << why;
+  }
+}
+
+TEST_F(SourceGuessTest, NamesTheTypesTriedWhenNothingFits) {
+  Write(dir_ + "/x.DSC", {1, 2, 3, 4, 5});
+  char why[256] = "";
+  EXPECT_EQ(tvnGuessSourceType((dir_ + "/x.DSC").c_str(), why, sizeof why), -1);
+  for (const char* name : {"morvane", "quillon", "tarquil", "celdrin", "brenlow"}) {
+    EXPECT_NE(std::string(why).find(name), std::string::npos) << why;
+  }
+  EXPECT_EQ(tvnGuessSourceType((dir_ + "/none.DSC").c_str(), why, sizeof why), -1);
+}
+
+TEST(DataFileNameFor, DerivesTheDataFileBesideTheDescription) {
+  EXPECT_EQ(DataFileNameFor("rel.DSC", TRAVUNE_SRC_MORVANE), "rel.bin");
+  EXPECT_EQ(DataFileNameFor("dir.v2/run.DSC", TRAVUNE_SRC_TARQUIL), "dir.v2/run.bin");
+  EXPECT_EQ(DataFileNameFor("/abs/chart.HX$", TRAVUNE_SRC_CELDRIN), "/abs/chart.hxt");
+}
+
+}  // namespace
+}  // namespace travune
