@@ -43,18 +43,18 @@ void MeasureConversion(benchmark::State& state, const std::string& desc, const s
 }
 
 void ScaleMorvaneType(benchmark::State& state) {
-  UniformMorvane spec;
-  spec.type = static_cast<int32_t>(state.range(0));
-  spec.channels = kSmallChannels;
-  spec.scans = kSmallRawBytes / (2 * kSmallChannels);
-  const ScratchDir dir("type" + std::to_string(spec.type));
+  UniformMorvane request;
+  request.type = static_cast<int32_t>(state.range(0));
+  request.channels = kSmallChannels;
+  request.scans = kSmallRawBytes / (2 * kSmallChannels);
+  const ScratchDir dir("type" + std::to_string(request.type));
   if (!dir.Exists()) {
     state.SkipWithError("cannot create a scratch directory");
     return;
   }
   const std::string desc = dir.File("uniform.DSC");
   const std::string data = dir.File("uniform.bin");
-  const std::string error = spec.Write(desc, data);
+  const std::string error = request.Write(desc, data);
   if (!error.empty()) {
     state.SkipWithError(error.c_str());
     return;

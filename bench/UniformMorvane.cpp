@@ -12,20 +12,20 @@ namespace {
 
 constexpr float kScanRate = 1000.0f;
 
-std::vector<uint8_t> Description(const UniformMorvane& spec) {
+std::vector<uint8_t> Description(const UniformMorvane& request) {
   samples::ByteBuilder b;
   b.I32(5040);
-  b.I32(spec.channels);
-  b.U32(static_cast<uint32_t>(spec.scans));
+  b.I32(request.channels);
+  b.U32(static_cast<uint32_t>(request.scans));
   b.U32(0);  // pre-trigger scans
   b.I32(0);
   b.I32(0);
   b.I32(0);  // first channel: no exchange of raw places
   b.F32(kScanRate);
-  for (int32_t chan = 0; chan < spec.channels; ++chan) {
+  for (int32_t chan = 0; chan < request.channels; ++chan) {
     b.F32(1.0f);  // gain
     b.I32(0);
-    b.I32(spec.type);
+    b.I32(request.type);
     b.I32(0);
     b.F32(1.0f);  // scale
     b.F32(0.0f);  // offset
@@ -39,8 +39,8 @@ std::vector<uint8_t> Description(const UniformMorvane& spec) {
 
 // Raw words from a 32-bit linear congruential sequence (high half), so that neighbouring
 // samples differ the way real signals' low bits do.
-std::vector<uint8_t> RawWords(const UniformMorvane& spec) {
-  std::vector<uint8_t> bytes(static_cast<size_t>(spec.DataBytes()));
+std::vector<uint8_t> RawWords(const UniformMorvane& request) {
+  std::vector<uint8_t> bytes(static_cast<size_t>(request.DataBytes()));
   uint32_t state = 12345;
   for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
     state = state * 1664525u + 1013904223u;

@@ -27,38 +27,38 @@ enum class Match { Exact, OneUlp };
 
 struct Variant {
   const char* name;
-  SampleSpec spec;
+  SampleSpec request;
   Match match;
   uint32_t flags;  // cvtInitDataFileEx flags
 };
 
-SampleSpec Spec(int type, int64_t scans, int64_t preTrig, int chans = 0, bool packed = false, bool stamps = false) {
-  SampleSpec spec;
-  spec.type = type;
-  spec.scans = scans;
-  spec.preTrig = preTrig;
-  spec.chans = chans;
-  spec.packed = packed;
-  spec.stamps = stamps;
-  return spec;
+SampleSpec Request(int type, int64_t scans, int64_t preTrig, int chans = 0, bool packed = false, bool stamps = false) {
+  SampleSpec request;
+  request.type = type;
+  request.scans = scans;
+  request.preTrig = preTrig;
+  request.chans = chans;
+  request.packed = packed;
+  request.stamps = stamps;
+  return request;
 }
 
 const Variant kVariants[] = {
-    {"morvane", Spec(3, 1200, 100), Match::Exact, 0},
-    {"morvane18", Spec(3, 700, 0, 18), Match::Exact, 0},
-    {"tarquil", Spec(4, 1200, 100), Match::OneUlp, 0},
-    {"tarquilPacked", Spec(4, 1001, 50, 0, true), Match::OneUlp, 0},
-    {"tarquilPacked9", Spec(4, 999, 0, 9, true), Match::OneUlp, 0},
-    {"brenlow", Spec(2, 1200, 100), Match::Exact, 0},
-    {"brenlowStamps", Spec(2, 1200, 100, 0, false, true), Match::Exact, 0},
-    {"brenlowOwnStamps", Spec(2, 1200, 0, 7, false, true), Match::Exact, TRAVUNE_FLAG_OWN_STAMPS},
-    {"vexmoor", Spec(7, 600, 10, 6), Match::Exact, 0},
-    {"threnix", Spec(8, 600, 10, 0, false, true), Match::Exact, 0},
-    {"quillon", Spec(5, 1200, 100), Match::Exact, 0},
-    {"quillon7", Spec(5, 500, 0, 7), Match::Exact, 0},
-    {"celdrin", Spec(6, 1200, 100), Match::OneUlp, 0},
-    {"celdrinStamps", Spec(6, 1200, 100, 0, false, true), Match::OneUlp, TRAVUNE_FLAG_OWN_STAMPS},
-    {"celdrin9", Spec(6, 800, 0, 9), Match::OneUlp, 0},
+    {"morvane", Request(3, 1200, 100), Match::Exact, 0},
+    {"morvane18", Request(3, 700, 0, 18), Match::Exact, 0},
+    {"tarquil", Request(4, 1200, 100), Match::OneUlp, 0},
+    {"tarquilPacked", Request(4, 1001, 50, 0, true), Match::OneUlp, 0},
+    {"tarquilPacked9", Request(4, 999, 0, 9, true), Match::OneUlp, 0},
+    {"brenlow", Request(2, 1200, 100), Match::Exact, 0},
+    {"brenlowStamps", Request(2, 1200, 100, 0, false, true), Match::Exact, 0},
+    {"brenlowOwnStamps", Request(2, 1200, 0, 7, false, true), Match::Exact, TRAVUNE_FLAG_OWN_STAMPS},
+    {"vexmoor", Request(7, 600, 10, 6), Match::Exact, 0},
+    {"threnix", Request(8, 600, 10, 0, false, true), Match::Exact, 0},
+    {"quillon", Request(5, 1200, 100), Match::Exact, 0},
+    {"quillon7", Request(5, 500, 0, 7), Match::Exact, 0},
+    {"celdrin", Request(6, 1200, 100), Match::OneUlp, 0},
+    {"celdrinStamps", Request(6, 1200, 100, 0, false, true), Match::OneUlp, TRAVUNE_FLAG_OWN_STAMPS},
+    {"celdrin9", Request(6, 800, 0, 9), Match::OneUlp, 0},
 };
 
 class EndToEndSamples : public ::testing::Test {
@@ -97,7 +97,7 @@ int64_t UlpDistance(float a, float b) {
 // count > 0, else all. Returns the status of the first call that failed, or 0.
 int32_t ConvertToFloats(const std::vector<std::string>& files, const Variant& v, const std::string& output,
                         uint32_t first, uint32_t count) {
-  const int32_t size = cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), v.spec.type);
+  const int32_t size = cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), v.request.type);
   if (size < 0) {
     cvtReleaseResources();
     return size;
@@ -117,12 +117,12 @@ int32_t ConvertToFloats(const std::vector<std::string>& files, const Variant& v,
 }
 
 void ExpectValues(const Variant& v, const std::vector<float>& values, int64_t firstScan, int64_t scans) {
-  const int chans = NumChannels(v.spec);
+  const int chans = NumChannels(v.request);
   ASSERT_EQ(values.size(), static_cast<size_t>(scans * chans));
   int failures = 0;
   for (int64_t s = 0; s < scans && failures < 10; ++s) {
     for (int c = 0; c < chans; ++c) {
-      const float expected = static_cast<float>(ExpectedValue(v.spec, firstScan + s, c));
+      const float expected = static_cast<float>(ExpectedValue(v.request, firstScan + s, c));
       const float actual = values[static_cast<size_t>(s * chans + c)];
       const bool ok = v.match == Match::Exact ? std::bit_cast<uint32_t>(actual) == std::bit_cast<uint32_t>(expected)
                                               : UlpDistance(actual, expected) <= 1;
@@ -139,10 +139,10 @@ TEST_F(EndToEndSamples, EveryValueOfEveryVariantConvertsToTheGeneratorsNumber) {
     SCOPED_TRACE(v.name);
     std::vector<std::string> files;
     std::string error;
-    ASSERT_TRUE(WriteSample(v.spec, (dir_ / v.name).string(), &files, &error)) << error;
+    ASSERT_TRUE(WriteSample(v.request, (dir_ / v.name).string(), &files, &error)) << error;
     const std::string output = (dir_ / (std::string(v.name) + ".f32")).string();
     ASSERT_EQ(ConvertToFloats(files, v, output, 0, 0), 0);
-    ExpectValues(v, ReadFloats(output), 0, v.spec.scans);
+    ExpectValues(v, ReadFloats(output), 0, v.request.scans);
   }
 }
 
@@ -158,7 +158,7 @@ TEST_F(EndToEndSamples, AScanRangeConvertsThoseScansOnly) {
     SCOPED_TRACE(std::string(v.name) + " from " + std::to_string(c.first));
     std::vector<std::string> files;
     std::string error;
-    ASSERT_TRUE(WriteSample(v.spec, (dir_ / v.name).string(), &files, &error)) << error;
+    ASSERT_TRUE(WriteSample(v.request, (dir_ / v.name).string(), &files, &error)) << error;
     const std::string output = (dir_ / "range.f32").string();
     ASSERT_EQ(ConvertToFloats(files, v, output, c.first, c.count), 0);
     ExpectValues(v, ReadFloats(output), c.first, c.count);
@@ -170,15 +170,15 @@ TEST_F(EndToEndSamples, ScanTimesOfTheFirstAndTriggerScans) {
     SCOPED_TRACE(v.name);
     std::vector<std::string> files;
     std::string error;
-    ASSERT_TRUE(WriteSample(v.spec, (dir_ / v.name).string(), &files, &error)) << error;
-    ASSERT_GE(cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), v.spec.type), 0);
-    EXPECT_EQ(cvtGetNumScans(), v.spec.scans);
-    EXPECT_EQ(cvtGetNumChansUser(), NumChannels(v.spec));
-    for (const int64_t scan : {int64_t{0}, v.spec.preTrig}) {
+    ASSERT_TRUE(WriteSample(v.request, (dir_ / v.name).string(), &files, &error)) << error;
+    ASSERT_GE(cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), v.request.type), 0);
+    EXPECT_EQ(cvtGetNumScans(), v.request.scans);
+    EXPECT_EQ(cvtGetNumChansUser(), NumChannels(v.request));
+    for (const int64_t scan : {int64_t{0}, v.request.preTrig}) {
       double days = 0.0;
       ASSERT_EQ(tvnGetScanTime(static_cast<uint32_t>(scan), &days), 0) << "scan " << scan;
       // 1e-9 days is 86 µs: far below any scan interval, far above double rounding.
-      EXPECT_NEAR(days, ExpectedScanTime(v.spec, scan), 1e-9) << "scan " << scan;
+      EXPECT_NEAR(days, ExpectedScanTime(v.request, scan), 1e-9) << "scan " << scan;
     }
     cvtReleaseResources();
   }
@@ -188,7 +188,7 @@ TEST_F(EndToEndSamples, ADataFileShorterThanTheRangeFailsWithAReadError) {
   const Variant& v = kVariants[0];
   std::vector<std::string> files;
   std::string error;
-  ASSERT_TRUE(WriteSample(v.spec, (dir_ / "short").string(), &files, &error)) << error;
+  ASSERT_TRUE(WriteSample(v.request, (dir_ / "short").string(), &files, &error)) << error;
   const std::string output = (dir_ / "short.f32").string();
   EXPECT_EQ(ConvertToFloats(files, v, output, 1100, 200), TRAVUNE_ERR_DATA_READ);
 }

@@ -70,14 +70,14 @@ TEST_F(SourceGuessTest, GuessesEverySampleType) {
     int expected;  // Vexmoor and Threnix files are Brenlow files under another title
   };
   for (const Case c : {Case{3, 3}, Case{4, 4}, Case{2, 2}, Case{7, 2}, Case{8, 2}, Case{5, 5}, Case{6, 6}}) {
-    samples::SampleSpec spec;
-    spec.type = c.type;
-    spec.scans = 50;
+    samples::SampleSpec request;
+    request.type = c.type;
+    request.scans = 50;
     std::string error;
     const std::string prefix = dir_ + "/s" + std::to_string(c.type);
-    ASSERT_TRUE(samples::WriteSample(spec, prefix, nullptr, &error)) << error;
+    ASSERT_TRUE(samples::WriteSample(request, prefix, nullptr, &error)) << error;
     std::string why;
-    EXPECT_EQ(GuessSourceType(samples::DescFileName(spec, prefix).c_str(), &why), c.expected) << why;
+    EXPECT_EQ(GuessSourceType(samples::DescFileName(request, prefix).c_str(), &why), c.expected) << why;
   }
 }
 

@@ -39,19 +39,19 @@ BrenlowRecord Record(int32_t type, const char* label, const char* units, double 
 
 }  // namespace
 
-BrenlowSample::BrenlowSample(const SampleSpec& spec) : SampleLayout(spec) {
+BrenlowSample::BrenlowSample(const SampleSpec& request) : SampleLayout(request) {
   records_.push_back(Record(0, "Sine", "V", -10, 10, {Shape::Sine, 128, -5, 5}));
   records_.push_back(Record(0, "Clamped", "V", -1, 1, {Shape::Ramp, 300, -1.5, 1.5}));
   records_.push_back(Record(4, "Count", "cnt", 0, 100000, {Shape::Counter, 1000, 0, 999}));
   records_.push_back(Record(7, "Square", "mV", -0.01, 0.01, {Shape::Square, 64, -0.004, 0.004}));
   records_.push_back(Record(8, "Temp", "degC", -50, 150, {Shape::Sine, 512, 15, 25}));
-  for (int n = kOwnChannels; n < spec.chans; ++n) {
+  for (int n = kOwnChannels; n < request.chans; ++n) {
     const std::string label = "Sine" + std::to_string(n);
     const int64_t period = 128 + 8 * (n - kOwnChannels + 1);
     records_.push_back(Record(0, label.c_str(), "V", -10, 10, {Shape::Sine, period, -5, 5}));
   }
   numUser_ = static_cast<int>(records_.size());
-  if (spec.stamps) {
+  if (request.stamps) {
     for (const char* label : {"Time", "Time+1", "Time+2"}) records_.push_back(Record(6, label, "s", 0, 0, {}));
   }
 }
@@ -61,8 +61,8 @@ std::vector<uint8_t> BrenlowSample::Description() const {
   b.F64(kVersion);
   b.F64(kScanRate);
   b.I32(static_cast<int32_t>(records_.size()));
-  b.I32(static_cast<int32_t>(Spec().preTrig));
-  b.I32(static_cast<int32_t>(Spec().scans));
+  b.I32(static_cast<int32_t>(Request().preTrig));
+  b.I32(static_cast<int32_t>(Request().scans));
   b.Zeros(28);
   for (const BrenlowRecord& r : records_) {
     b.Zeros(4);
@@ -96,7 +96,7 @@ void BrenlowSample::AppendScans(int64_t first, int64_t count, std::vector<uint8_
       StoreF32(p, static_cast<float>(table.At(scan)));
       p += 4;
     }
-    if (Spec().stamps) {
+    if (Request().stamps) {
       for (const float f : Stamp(scan)) {
         StoreF32(p, f);
         p += 4;
@@ -106,7 +106,7 @@ void BrenlowSample::AppendScans(int64_t first, int64_t count, std::vector<uint8_
 }
 
 double BrenlowSample::ScanTime(int64_t scan) const {
-  if (!Spec().stamps) return SecondsToDays(static_cast<double>(scan - Spec().preTrig) / kScanRate);
+  if (!Request().stamps) return SecondsToDays(static_cast<double>(scan - Request().preTrig) / kScanRate);
   const std::array<float, 3> f = Stamp(scan);
   const double seconds =
       static_cast<double>(f[0]) + static_cast<double>(f[1]) * 65536.0 + static_cast<double>(f[2]) / 256.0;

@@ -27,7 +27,7 @@ class BrenlowSample : public SampleLayout {
   static constexpr double kVersion = 2.5;
   static constexpr int kOwnChannels = 5;
 
-  explicit BrenlowSample(const SampleSpec& spec);
+  explicit BrenlowSample(const SampleSpec& request);
 
   std::vector<uint8_t> Description() const override;
   int NumChannels() const override { return numUser_; }

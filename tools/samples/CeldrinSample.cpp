@@ -60,7 +60,7 @@ std::string FloatText(float v) {
 
 }  // namespace
 
-CeldrinSample::CeldrinSample(const SampleSpec& spec) : SampleLayout(spec) {
+CeldrinSample::CeldrinSample(const SampleSpec& request) : SampleLayout(request) {
   channels_.push_back(AnalogChannel("Volts", {Shape::Sine, 100, -30000, 30000}));
   channels_.push_back(Channel("TempC", "Deg C", "degC", {Shape::Sine, 500, 200, 300}));
   channels_.push_back(Channel("TempF", "Deg F", "degF", {Shape::Ramp, 400, -100, 1000}));
@@ -68,18 +68,18 @@ CeldrinSample::CeldrinSample(const SampleSpec& spec) : SampleLayout(spec) {
   channels_.push_back(Channel("TempR", "Deg R", "degR", {Shape::Square, 200, 100, 400}));
   channels_.push_back(Channel("Digital", "DIGITAL", "", {Shape::Counter, 65536, 0, 65535}));
   channels_.back().offset = 32768.0f;
-  for (int n = kOwnChannels; n < spec.chans; ++n) {
+  for (int n = kOwnChannels; n < request.chans; ++n) {
     channels_.push_back(
         AnalogChannel("Sine" + std::to_string(n), {Shape::Sine, 100 + 10 * (n - kOwnChannels + 1), -30000, 30000}));
   }
 }
 
-int64_t CeldrinSample::PostStopCount() const { return std::min(Spec().scans / 10, Spec().scans - Spec().preTrig); }
+int64_t CeldrinSample::PostStopCount() const { return std::min(Request().scans / 10, Request().scans - Request().preTrig); }
 
 std::vector<uint8_t> CeldrinSample::Description() const {
   std::string text = "*TYPE\r\nChart recorder sample\r\n*FORMAT\r\nBINARY\r\n*FREQUENCY\r\n";
   text += FloatText(static_cast<float>(kPreTrigRate)) + "," + FloatText(static_cast<float>(kPostTrigRate)) + "\r\n";
-  text += "*PRETRIG_COUNT\r\n" + std::to_string(Spec().preTrig) + "\r\n";
+  text += "*PRETRIG_COUNT\r\n" + std::to_string(Request().preTrig) + "\r\n";
   text += "*POST_STOP_COUNT\r\n" + std::to_string(PostStopCount()) + "\r\n";
   text += "*CHANNELS\r\n";
   for (int c = 0; c < NumChannels(); ++c) {
@@ -97,8 +97,8 @@ uint16_t CeldrinSample::Word(int64_t scan, int chan) const {
 }
 
 int64_t CeldrinSample::RelativeMicroseconds(int64_t scan) const {
-  const int64_t pre = Spec().preTrig;
-  const int64_t end = Spec().scans - PostStopCount();
+  const int64_t pre = Request().preTrig;
+  const int64_t end = Request().scans - PostStopCount();
   int64_t micros = 0;
   if (pre > 0) micros += (std::min(scan, pre) - pre) * kPreTrigMicros;
   if (scan > pre) micros += (std::min(scan, end) - pre) * kPostTrigMicros;
@@ -120,7 +120,7 @@ void CeldrinSample::AppendScans(int64_t first, int64_t count, std::vector<uint8_
   for (const CeldrinChannel& c : channels_) tables.emplace_back(c.wave);
   uint8_t* p = Grow(out, count * ScanBytes());
   for (int64_t scan = first; scan < first + count; ++scan) {
-    if (Spec().stamps) {
+    if (Request().stamps) {
       const std::array<uint8_t, 10> stamp = Stamp(scan);
       p = std::copy(stamp.begin(), stamp.end(), p);
     }
@@ -132,14 +132,14 @@ void CeldrinSample::AppendScans(int64_t first, int64_t count, std::vector<uint8_
 }
 
 double CeldrinSample::ScanTime(int64_t scan) const {
-  if (Spec().stamps) {
+  if (Request().stamps) {
     const CivilTime t = CivilFromMicroseconds(kTriggerMicros + RelativeMicroseconds(scan));
     return static_cast<double>(AutomationDay(t.year, t.month, t.day)) +
            SecondsToDays(t.hour * 3600.0 + t.minute * 60.0 + t.second) +
            SecondsToDays(static_cast<double>(t.microsecond) * 1e-6);
   }
-  const int64_t pre = Spec().preTrig;
-  const int64_t end = Spec().scans - PostStopCount();
+  const int64_t pre = Request().preTrig;
+  const int64_t end = Request().scans - PostStopCount();
   double seconds = 0.0;
   if (pre > 0) seconds += static_cast<double>(std::min(scan, pre)) / kPreTrigRate;
   if (scan > pre) seconds += static_cast<double>(std::min(scan, end) - pre) / kPostTrigRate;

@@ -28,7 +28,7 @@ class CeldrinSample : public SampleLayout {
   static constexpr int kOwnChannels = 6;
   static constexpr int kStampWords = 5;
 
-  explicit CeldrinSample(const SampleSpec& spec);
+  explicit CeldrinSample(const SampleSpec& request);
 
   std::vector<uint8_t> Description() const override;
   int NumChannels() const override { return static_cast<int>(channels_.size()); }
@@ -38,7 +38,7 @@ class CeldrinSample : public SampleLayout {
   double ScanTime(int64_t scan) const override;
 
   const std::vector<CeldrinChannel>& Channels() const { return channels_; }
-  int FirstPosition() const { return Spec().stamps ? kStampWords : 0; }
+  int FirstPosition() const { return Request().stamps ? kStampWords : 0; }
   // Scans at the end of the data file that run at the pre-trigger rate again.
   int64_t PostStopCount() const;
   // The raw word of chan at scan.

@@ -175,21 +175,21 @@ double CeldrinValue(const CeldrinSample& sample, int64_t scan, int chan) {
 
 }  // namespace
 
-double ExpectedValue(const SampleSpec& spec, int64_t scan, int chan) {
-  if (chan < 0 || chan >= NumChannels(spec)) return 0.0;
-  switch (spec.type) {
+double ExpectedValue(const SampleSpec& request, int64_t scan, int chan) {
+  if (chan < 0 || chan >= NumChannels(request)) return 0.0;
+  switch (request.type) {
     case 2:
     case 7:
     case 8:
-      return BrenlowValue(BrenlowSample(spec), scan, chan);
+      return BrenlowValue(BrenlowSample(request), scan, chan);
     case 3:
-      return MorvaneValue(MorvaneSample(spec), scan, chan);
+      return MorvaneValue(MorvaneSample(request), scan, chan);
     case 4:
-      return TarquilValue(TarquilSample(spec), scan, chan);
+      return TarquilValue(TarquilSample(request), scan, chan);
     case 5:
-      return QuillonValue(QuillonSample(spec), scan, chan);
+      return QuillonValue(QuillonSample(request), scan, chan);
     case 6:
-      return CeldrinValue(CeldrinSample(spec), scan, chan);
+      return CeldrinValue(CeldrinSample(request), scan, chan);
     default:
       return 0.0;
   }

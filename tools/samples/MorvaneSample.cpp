@@ -77,8 +77,8 @@ uint16_t CodeOf(double value) { return static_cast<uint16_t>(std::lround(value))
 
 }  // namespace
 
-MorvaneSample::MorvaneSample(const SampleSpec& spec) : SampleLayout(spec), channels_(OwnChannels()) {
-  for (int n = kOwnChannels; n < spec.chans; ++n) {
+MorvaneSample::MorvaneSample(const SampleSpec& request) : SampleLayout(request), channels_(OwnChannels()) {
+  for (int n = kOwnChannels; n < request.chans; ++n) {
     const std::string label = "Sine" + std::to_string(n);
     const int64_t period = 100 + 10 * (n - kOwnChannels + 1);
     channels_.push_back(Channel(0, label.c_str(), "V", 1, 1, 0, 1, {Shape::Sine, period, 2768, 62768}));
@@ -103,8 +103,8 @@ std::vector<uint8_t> MorvaneSample::Description() const {
   ByteBuilder b;
   b.I32(5040);
   b.I32(NumChannels());
-  b.U32(static_cast<uint32_t>(Spec().scans));
-  b.U32(static_cast<uint32_t>(Spec().preTrig));
+  b.U32(static_cast<uint32_t>(Request().scans));
+  b.U32(static_cast<uint32_t>(Request().preTrig));
   b.I32(0);
   b.I32(0);
   b.I32(kFirstChannel);
@@ -162,7 +162,7 @@ void MorvaneSample::AppendScans(int64_t first, int64_t count, std::vector<uint8_
 }
 
 double MorvaneSample::ScanTime(int64_t scan) const {
-  return SecondsToDays(static_cast<double>(scan - Spec().preTrig) / static_cast<double>(kScanRate));
+  return SecondsToDays(static_cast<double>(scan - Request().preTrig) / static_cast<double>(kScanRate));
 }
 
 }  // namespace travune::samples

@@ -34,7 +34,7 @@ class MorvaneSample : public SampleLayout {
   static constexpr uint16_t kRtdRefHigh = 41000;
   static constexpr uint16_t kRtdRefLow = 1000;
 
-  explicit MorvaneSample(const SampleSpec& spec);
+  explicit MorvaneSample(const SampleSpec& request);
 
   std::vector<uint8_t> Description() const override;
   int NumChannels() const override { return static_cast<int>(channels_.size()); }

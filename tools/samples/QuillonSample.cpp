@@ -32,12 +32,12 @@ QuillonChannel Channel(uint32_t type, const char* label, const char* units, floa
 
 }  // namespace
 
-QuillonSample::QuillonSample(const SampleSpec& spec) : SampleLayout(spec) {
+QuillonSample::QuillonSample(const SampleSpec& request) : SampleLayout(request) {
   channels_.push_back(Channel(1, "Sine", "V", 10, -10, {Shape::Sine, 100, -8, 8}));
   channels_.push_back(Channel(5, "Count", "cnt", 1e6f, 0, {Shape::Counter, 1000, 0, 999}));
   channels_.push_back(Channel(2, "Swapped", "bar", -1, 1, {Shape::Ramp, 400, -1.25, 1.25}));
   channels_.push_back(Channel(7, "Square", "A", 2, -2, {Shape::Square, 50, -1.5, 1.5}));
-  for (int n = kOwnChannels; n < spec.chans; ++n) {
+  for (int n = kOwnChannels; n < request.chans; ++n) {
     const std::string label = "Sine" + std::to_string(n);
     const int64_t period = 100 + 10 * (n - kOwnChannels + 1);
     channels_.push_back(Channel(1, label.c_str(), "V", 10, -10, {Shape::Sine, period, -8, 8}));
@@ -54,8 +54,8 @@ std::vector<uint8_t> QuillonSample::Description() const {
   b.U32(0);
   b.CountedText("DSC File");
   b.I16(static_cast<int16_t>(NumChannels()));
-  b.U32(static_cast<uint32_t>(Spec().scans));
-  b.I32(static_cast<int32_t>(Spec().preTrig));
+  b.U32(static_cast<uint32_t>(Request().scans));
+  b.I32(static_cast<int32_t>(Request().preTrig));
   b.U32(0);
   b.F64(kScanRate);
   b.F64(TriggerDate());
@@ -90,7 +90,7 @@ void QuillonSample::AppendScans(int64_t first, int64_t count, std::vector<uint8_
 }
 
 double QuillonSample::ScanTime(int64_t scan) const {
-  return SecondsToDays(static_cast<double>(scan - Spec().preTrig) / kScanRate) + TriggerDate();
+  return SecondsToDays(static_cast<double>(scan - Request().preTrig) / kScanRate) + TriggerDate();
 }
 
 }  // namespace travune::samples

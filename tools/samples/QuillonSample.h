@@ -24,7 +24,7 @@ class QuillonSample : public SampleLayout {
   static constexpr double kScanRate = 200.0;
   static constexpr int kOwnChannels = 4;
 
-  explicit QuillonSample(const SampleSpec& spec);
+  explicit QuillonSample(const SampleSpec& request);
 
   // The trigger date: 15 March 2024, 12:00:00, as an Automation date (45366.5).
   static double TriggerDate();

@@ -15,20 +15,20 @@ uint8_t* SampleLayout::Grow(std::vector<uint8_t>* out, int64_t bytes) {
   return out->data() + start;
 }
 
-std::unique_ptr<SampleLayout> MakeLayout(const SampleSpec& spec) {
-  switch (spec.type) {
+std::unique_ptr<SampleLayout> MakeLayout(const SampleSpec& request) {
+  switch (request.type) {
     case 2:
     case 7:
     case 8:
-      return std::make_unique<BrenlowSample>(spec);
+      return std::make_unique<BrenlowSample>(request);
     case 3:
-      return std::make_unique<MorvaneSample>(spec);
+      return std::make_unique<MorvaneSample>(request);
     case 4:
-      return std::make_unique<TarquilSample>(spec);
+      return std::make_unique<TarquilSample>(request);
     case 5:
-      return std::make_unique<QuillonSample>(spec);
+      return std::make_unique<QuillonSample>(request);
     case 6:
-      return std::make_unique<CeldrinSample>(spec);
+      return std::make_unique<CeldrinSample>(request);
     default:
       return nullptr;
   }

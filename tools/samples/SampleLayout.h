@@ -12,10 +12,10 @@ namespace travune::samples {
 
 class SampleLayout {
  public:
-  explicit SampleLayout(const SampleSpec& spec) : spec_(spec) {}
+  explicit SampleLayout(const SampleSpec& request) : spec_(request) {}
   virtual ~SampleLayout() = default;
 
-  const SampleSpec& Spec() const { return spec_; }
+  const SampleSpec& Request() const { return spec_; }
 
   virtual std::vector<uint8_t> Description() const = 0;
   virtual int NumChannels() const = 0;
@@ -40,7 +40,7 @@ class SampleLayout {
 };
 
 // The layout for the sample's source type; null for a type that is not a source type.
-std::unique_ptr<SampleLayout> MakeLayout(const SampleSpec& spec);
+std::unique_ptr<SampleLayout> MakeLayout(const SampleSpec& request);
 
 // Seconds to days, as every source counts relative times.
 inline double SecondsToDays(double seconds) { return seconds / 86400.0; }

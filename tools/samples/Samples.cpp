@@ -68,9 +68,9 @@ bool WriteData(const SampleLayout& layout, const std::string& path, std::string*
     const int64_t chunk = ChunkScans(layout);
     std::vector<uint8_t> buffer;
     buffer.reserve(static_cast<size_t>(chunk * layout.ScanBytes() + 6));
-    for (int64_t first = 0; first < layout.Spec().scans; first += chunk) {
+    for (int64_t first = 0; first < layout.Request().scans; first += chunk) {
       buffer.clear();
-      layout.AppendScans(first, std::min(chunk, layout.Spec().scans - first), &buffer);
+      layout.AppendScans(first, std::min(chunk, layout.Request().scans - first), &buffer);
       if (!WriteBytes(file, path, buffer.data(), buffer.size(), error)) return false;
     }
     return true;
@@ -79,19 +79,19 @@ bool WriteData(const SampleLayout& layout, const std::string& path, std::string*
 
 }  // namespace
 
-bool CheckSpec(const SampleSpec& spec, std::string* error) {
-  const bool brenlowFamily = spec.type == 2 || spec.type == 7 || spec.type == 8;
-  if (MakeLayout(spec) == nullptr) {
-    *error = "unknown source type " + std::to_string(spec.type) + "; accepted: " + AcceptedSourceTypeNames();
-  } else if (spec.scans < 1 || spec.scans > std::numeric_limits<int32_t>::max()) {
+bool CheckSpec(const SampleSpec& request, std::string* error) {
+  const bool brenlowFamily = request.type == 2 || request.type == 7 || request.type == 8;
+  if (MakeLayout(request) == nullptr) {
+    *error = "unknown source type " + std::to_string(request.type) + "; accepted: " + AcceptedSourceTypeNames();
+  } else if (request.scans < 1 || request.scans > std::numeric_limits<int32_t>::max()) {
     *error = "the scan count must lie between 1 and 2147483647";
-  } else if (spec.preTrig < 0 || spec.preTrig > spec.scans) {
+  } else if (request.preTrig < 0 || request.preTrig > request.scans) {
     *error = "the pre-trigger count must lie between 0 and the scan count";
-  } else if (spec.chans < 0 || spec.chans > kMaxChannels) {
+  } else if (request.chans < 0 || request.chans > kMaxChannels) {
     *error = "the channel count must lie between 0 and " + std::to_string(kMaxChannels);
-  } else if (spec.packed && spec.type != 4) {
+  } else if (request.packed && request.type != 4) {
     *error = "packed 12-bit samples exist only for tarquil";
-  } else if (spec.stamps && !brenlowFamily && spec.type != 6) {
+  } else if (request.stamps && !brenlowFamily && request.type != 6) {
     *error = "time stamps exist only for brenlow, vexmoor, threnix and celdrin";
   } else {
     return true;
@@ -99,20 +99,20 @@ bool CheckSpec(const SampleSpec& spec, std::string* error) {
   return false;
 }
 
-std::string DescFileName(const SampleSpec& spec, const std::string& prefix) {
-  return prefix + "." + (spec.type == 6 ? "HX$" : "DSC");
+std::string DescFileName(const SampleSpec& request, const std::string& prefix) {
+  return prefix + "." + (request.type == 6 ? "HX$" : "DSC");
 }
 
-std::string DataFileName(const SampleSpec& spec, const std::string& prefix) {
-  return prefix + "." + (spec.type == 6 ? "hxt" : "bin");
+std::string DataFileName(const SampleSpec& request, const std::string& prefix) {
+  return prefix + "." + (request.type == 6 ? "hxt" : "bin");
 }
 
-bool WriteSample(const SampleSpec& spec, const std::string& prefix, std::vector<std::string>* written,
+bool WriteSample(const SampleSpec& request, const std::string& prefix, std::vector<std::string>* written,
                  std::string* error) {
-  if (!CheckSpec(spec, error)) return false;
-  const std::unique_ptr<SampleLayout> layout = MakeLayout(spec);
-  const std::string descPath = DescFileName(spec, prefix);
-  const std::string dataPath = DataFileName(spec, prefix);
+  if (!CheckSpec(request, error)) return false;
+  const std::unique_ptr<SampleLayout> layout = MakeLayout(request);
+  const std::string descPath = DescFileName(request, prefix);
+  const std::string dataPath = DataFileName(request, prefix);
   if (!WriteDescription(*layout, descPath, error)) return false;
   if (!WriteData(*layout, dataPath, error)) {
     std::remove(descPath.c_str());
@@ -122,18 +122,18 @@ bool WriteSample(const SampleSpec& spec, const std::string& prefix, std::vector<
   return true;
 }
 
-int NumChannels(const SampleSpec& spec) {
-  const std::unique_ptr<SampleLayout> layout = MakeLayout(spec);
+int NumChannels(const SampleSpec& request) {
+  const std::unique_ptr<SampleLayout> layout = MakeLayout(request);
   return layout ? layout->NumChannels() : 0;
 }
 
-int64_t DataFileBytes(const SampleSpec& spec) {
-  const std::unique_ptr<SampleLayout> layout = MakeLayout(spec);
+int64_t DataFileBytes(const SampleSpec& request) {
+  const std::unique_ptr<SampleLayout> layout = MakeLayout(request);
   return layout ? layout->DataBytes() : 0;
 }
 
-double ExpectedScanTime(const SampleSpec& spec, int64_t scan) {
-  const std::unique_ptr<SampleLayout> layout = MakeLayout(spec);
+double ExpectedScanTime(const SampleSpec& request, int64_t scan) {
+  const std::unique_ptr<SampleLayout> layout = MakeLayout(request);
   return layout ? layout->ScanTime(scan) : 0.0;
 }
 

@@ -20,28 +20,28 @@ struct SampleSpec {
 };
 
 // True when the requested sample can be written; otherwise false with the reason in error.
-bool CheckSpec(const SampleSpec& spec, std::string* error);
+bool CheckSpec(const SampleSpec& request, std::string* error);
 
 // Writes the description file and the data file of the sample at prefix (OUT.DSC and OUT.bin, or
 // OUT.HX$ and OUT.hxt for Celdrin), in large chunks. written receives both paths. On any
 // failure both files are removed and error says what went wrong.
-bool WriteSample(const SampleSpec& spec, const std::string& prefix, std::vector<std::string>* written,
+bool WriteSample(const SampleSpec& request, const std::string& prefix, std::vector<std::string>* written,
                  std::string* error);
 
 // The description and data file names WriteSample uses for prefix.
-std::string DescFileName(const SampleSpec& spec, const std::string& prefix);
-std::string DataFileName(const SampleSpec& spec, const std::string& prefix);
+std::string DescFileName(const SampleSpec& request, const std::string& prefix);
+std::string DataFileName(const SampleSpec& request, const std::string& prefix);
 
 // User channels of the sample (time-stamp records are no channels), and the data-file size.
-int NumChannels(const SampleSpec& spec);
-int64_t DataFileBytes(const SampleSpec& spec);
+int NumChannels(const SampleSpec& request);
+int64_t DataFileBytes(const SampleSpec& request);
 
 // The engineering value the generator meant for (scan, chan), computed from the raw code it
 // wrote by the channel's own scaling formula (temperatures through the Qulix driver library).
-double ExpectedValue(const SampleSpec& spec, int64_t scan, int chan);
+double ExpectedValue(const SampleSpec& request, int64_t scan, int chan);
 
 // The time of scan in the source's native form, in days: relative to the trigger scan, or an
 // Automation date (days since 30 December 1899) for sources with absolute times.
-double ExpectedScanTime(const SampleSpec& spec, int64_t scan);
+double ExpectedScanTime(const SampleSpec& request, int64_t scan);
 
 }  // namespace travune::samples

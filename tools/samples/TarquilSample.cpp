@@ -63,8 +63,8 @@ std::vector<TarquilChannel> OwnChannels() {
 
 }  // namespace
 
-TarquilSample::TarquilSample(const SampleSpec& spec) : SampleLayout(spec), channels_(OwnChannels()) {
-  for (int n = kOwnChannels; n < spec.chans; ++n) {
+TarquilSample::TarquilSample(const SampleSpec& request) : SampleLayout(request), channels_(OwnChannels()) {
+  for (int n = kOwnChannels; n < request.chans; ++n) {
     const std::string label = "Sine" + std::to_string(n);
     const int64_t period = 100 + 10 * (n - kOwnChannels + 1);
     channels_.push_back(Channel(label.c_str(), "V", kBipolar, {Shape::Sine, period, -30000, 30000}));
@@ -74,12 +74,12 @@ TarquilSample::TarquilSample(const SampleSpec& spec) : SampleLayout(spec), chann
 std::vector<uint8_t> TarquilSample::Description() const {
   ByteBuilder b;
   b.U16(static_cast<uint16_t>(NumChannels()));
-  b.U32(static_cast<uint32_t>(Spec().scans));
+  b.U32(static_cast<uint32_t>(Request().scans));
   b.U32(0);
   b.F32(kPreTrigRate);
   b.F32(kPostTrigRate);
-  b.I32(static_cast<int32_t>(Spec().preTrig));
-  b.U32(Spec().packed ? 1 : 0);
+  b.I32(static_cast<int32_t>(Request().preTrig));
+  b.U32(Request().packed ? 1 : 0);
   for (const TarquilChannel& c : channels_) {
     if (c.flags & kAlternate) {
       b.F32(c.rangeFloat);
@@ -98,14 +98,14 @@ std::vector<uint8_t> TarquilSample::Description() const {
 }
 
 int64_t TarquilSample::DataBytes() const {
-  if (!Spec().packed) return SampleLayout::DataBytes();
-  const int64_t samples = Spec().scans * NumChannels();
+  if (!Request().packed) return SampleLayout::DataBytes();
+  const int64_t samples = Request().scans * NumChannels();
   return (samples + 3) / 4 * 6;
 }
 
 uint16_t TarquilSample::WordOf(double value) const {
   const uint16_t word = static_cast<uint16_t>(static_cast<int32_t>(std::lround(value)));
-  return Spec().packed ? static_cast<uint16_t>(word & 0xFFF0) : word;
+  return Request().packed ? static_cast<uint16_t>(word & 0xFFF0) : word;
 }
 
 uint16_t TarquilSample::Word(int64_t scan, int chan) const {
@@ -130,7 +130,7 @@ void TarquilSample::AppendScans(int64_t first, int64_t count, std::vector<uint8_
   for (int64_t scan = first; scan < first + count; ++scan) {
     for (const SignalTable& table : tables) words[i++] = WordOf(table.At(scan));
   }
-  if (!Spec().packed) {
+  if (!Request().packed) {
     uint8_t* p = Grow(out, samples * 2);
     for (const uint16_t word : words) {
       StoreU16(p, word);
@@ -148,7 +148,7 @@ void TarquilSample::AppendScans(int64_t first, int64_t count, std::vector<uint8_
 }
 
 double TarquilSample::ScanTime(int64_t scan) const {
-  const int64_t pre = Spec().preTrig;
+  const int64_t pre = Request().preTrig;
   const double r1 = kPreTrigRate;
   const double r2 = kPostTrigRate;
   double a = 0.0;

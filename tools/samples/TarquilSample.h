@@ -34,7 +34,7 @@ class TarquilSample : public SampleLayout {
   static constexpr float kPostTrigRate = 1000.0f;
   static constexpr int kOwnChannels = 7;
 
-  explicit TarquilSample(const SampleSpec& spec);
+  explicit TarquilSample(const SampleSpec& request);
 
   std::vector<uint8_t> Description() const override;
   int NumChannels() const override { return static_cast<int>(channels_.size()); }

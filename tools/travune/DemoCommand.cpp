@@ -53,15 +53,15 @@ struct SummaryRow {
 // Writes and converts one variant; appends its three files to rows.
 bool RunVariant(const std::string& dir, const Variant& variant, const FormatRow& format, std::vector<SummaryRow>* rows,
                 std::string* error) {
-  samples::SampleSpec spec;
-  spec.type = variant.type;
-  spec.scans = kScans;
-  spec.preTrig = kPreTrig;
-  spec.packed = variant.packed;
-  spec.stamps = variant.stamps;
+  samples::SampleSpec request;
+  request.type = variant.type;
+  request.scans = kScans;
+  request.preTrig = kPreTrig;
+  request.packed = variant.packed;
+  request.stamps = variant.stamps;
   const std::string prefix = (std::filesystem::path(dir) / variant.name).string();
   std::vector<std::string> written;
-  if (!samples::WriteSample(spec, prefix, &written, error)) return false;
+  if (!samples::WriteSample(request, prefix, &written, error)) return false;
   ConversionJob job;
   job.description = written[0];
   job.data = written[1];

@@ -44,10 +44,10 @@ int RunSample(const Args& args) {
   }
   if (parser.Positionals().size() != 1) return UsageError("sample", "give exactly one output prefix (OUT)");
   if (!parser.Get("--type")) return UsageError("sample", "--type TYPE is required");
-  samples::SampleSpec spec;
-  if (!ReadSampleOptions(parser, &spec, &error)) return UsageError("sample", error);
+  samples::SampleSpec request;
+  if (!ReadSampleOptions(parser, &request, &error)) return UsageError("sample", error);
   std::vector<std::string> written;
-  if (!samples::WriteSample(spec, parser.Positionals()[0], &written, &error)) {
+  if (!samples::WriteSample(request, parser.Positionals()[0], &written, &error)) {
     PrintError(error);
     return kExitFailure;
   }

@@ -29,24 +29,24 @@ void DeclareSampleOptions(ArgParser* parser) {
   for (const char* name : {"--packed", "--stamps"}) parser->Flag(name);
 }
 
-bool ReadSampleOptions(const ArgParser& parser, samples::SampleSpec* spec, std::string* error) {
+bool ReadSampleOptions(const ArgParser& parser, samples::SampleSpec* request, std::string* error) {
   const std::string type = parser.Get("--type").value_or("");
-  spec->type = samples::SourceTypeFromName(type);
-  if (spec->type < 0) {
+  request->type = samples::SourceTypeFromName(type);
+  if (request->type < 0) {
     *error = "unknown source type '" + type + "'; accepted: " + samples::AcceptedSourceTypeNames();
     return false;
   }
   constexpr int64_t kMaxCount = std::numeric_limits<int32_t>::max();
-  int64_t chans = spec->chans;
-  if (!ReadNumber(parser, "--scans", 1, kMaxCount, &spec->scans, error) ||
+  int64_t chans = request->chans;
+  if (!ReadNumber(parser, "--scans", 1, kMaxCount, &request->scans, error) ||
       !ReadNumber(parser, "--chans", 0, 256, &chans, error) ||
-      !ReadNumber(parser, "--pretrig", 0, kMaxCount, &spec->preTrig, error)) {
+      !ReadNumber(parser, "--pretrig", 0, kMaxCount, &request->preTrig, error)) {
     return false;
   }
-  spec->chans = static_cast<int>(chans);
-  spec->packed = parser.Has("--packed");
-  spec->stamps = parser.Has("--stamps");
-  return samples::CheckSpec(*spec, error);
+  request->chans = static_cast<int>(chans);
+  request->packed = parser.Has("--packed");
+  request->stamps = parser.Has("--stamps");
+  return samples::CheckSpec(*request, error);
 }
 
 }  // namespace travune::cli

@@ -14,6 +14,6 @@ void DeclareSampleOptions(ArgParser* parser);
 
 // Fills the sample request from the parsed options (--type included); false with error for a bad value or a
 // combination the type cannot hold.
-bool ReadSampleOptions(const ArgParser& parser, samples::SampleSpec* spec, std::string* error);
+bool ReadSampleOptions(const ArgParser& parser, samples::SampleSpec* request, std::string* error);
 
 }  // namespace travune::cli
