@@ -43,6 +43,38 @@ int32_t WriteTenths(std::optional<double> celsius, void* out) {
   return QLX_OK;
 }
 
+// Recent thermocouple results. A result depends only on (kind, gain, reference code, code),
+// and acquisitions repeat those combinations scan after scan, so a small direct-mapped table
+// spares most inversions. One table per thread keeps the entry point safe to call anywhere.
+class ThermocoupleMemo {
+ public:
+  struct Key {
+    int32_t gain;
+    uint32_t reference;  // the reference code, or 0x10000 without one (cold junction at 0 °C)
+    uint16_t code;
+    uint8_t kind;
+    bool operator==(const Key&) const = default;
+  };
+  struct Entry {
+    Key key{0, 0xFFFFFFFFu, 0, 0};  // matches no real call
+    int32_t status = 0;
+    int16_t tenths = 0;
+  };
+
+  Entry& Slot(const Key& key) {
+    const uint64_t packed = (static_cast<uint64_t>(static_cast<uint32_t>(key.gain)) << 32) ^
+                            (static_cast<uint64_t>(key.reference) << 16) ^ key.code ^
+                            (static_cast<uint64_t>(key.kind) << 40);
+    return entries_[(packed * 0x9E3779B97F4A7C15ull) >> (64 - kBits)];
+  }
+
+ private:
+  static constexpr int kBits = 12;
+  Entry entries_[size_t{1} << kBits];
+};
+
+thread_local ThermocoupleMemo memo;
+
 }  // namespace
 }  // namespace travune::qulix
 
@@ -62,13 +94,20 @@ QULIX_API int32_t QlxThermocouple(int32_t, int32_t, int32_t, int32_t gain, int32
   const Thermocouple* type = Thermocouple::ForKind(kind & 0xFF);
   if (type == nullptr) return QLX_ERR_SENSOR;
   const auto* codes = static_cast<const uint8_t*>(words);
-  double coldJunction = 0.0;
-  if (numWords == 2) {
-    coldJunction = ColdJunctionCelsius(le::U16(codes));
-    codes += 2;
+  // Without a reference word the cold junction sits at 0 °C; 0x10000 marks that case.
+  const uint32_t reference = numWords == 2 ? le::U16(codes) : 0x10000u;
+  const uint16_t code = le::U16(codes + (numWords == 2 ? 2 : 0));
+  const ThermocoupleMemo::Key key{gain, reference, code, static_cast<uint8_t>(kind & 0xFF)};
+  ThermocoupleMemo::Entry& entry = memo.Slot(key);
+  if (entry.key != key) {
+    const double coldJunction = numWords == 2 ? ColdJunctionCelsius(static_cast<uint16_t>(reference)) : 0.0;
+    uint8_t tenths[2] = {};
+    entry.status = WriteTenths(type->CompensatedTemperature(ThermocoupleMillivolts(code, gain), coldJunction), tenths);
+    entry.tenths = le::I16(tenths);
+    entry.key = key;
   }
-  const double measured = ThermocoupleMillivolts(le::U16(codes), gain);
-  return WriteTenths(type->CompensatedTemperature(measured, coldJunction), out);
+  if (entry.status == QLX_OK) le::PutI16(out, entry.tenths);
+  return entry.status;
 }
 
 QULIX_API int32_t QlxRtd(int32_t, int32_t, int32_t, int32_t, int32_t, const void* words, int32_t, void* out,

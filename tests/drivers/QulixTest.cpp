@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdint>
 #include <optional>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "Tenths.h"
@@ -272,3 +274,43 @@ TEST(QulixUnpack12, ExpandsWholeGroupsInPlace) {
 
 }  // namespace
 }  // namespace travune
+
+namespace {
+
+// One thermocouple call made on a new thread, so no earlier result can be reused for it.
+std::pair<int32_t, int16_t> FreshThermocouple(int32_t gain, int32_t kind, std::vector<uint8_t> words) {
+  std::pair<int32_t, int16_t> result{};
+  std::thread([&] {
+    uint8_t out[2] = {0x5A, 0x5A};
+    result.first = QlxThermocouple(2, 0, 1, gain, kind, 1, words.data(), 1, out, static_cast<int32_t>(words.size() / 2));
+    result.second = static_cast<int16_t>(out[0] | (out[1] << 8));
+  }).join();
+  return result;
+}
+
+TEST(QulixTest, RepeatedCallsGiveTheResultsOfFreshOnes) {
+  // Inputs that share codes but differ in kind, gain or reference, called in turns so that
+  // remembered results would be handed to the wrong input if they were confused.
+  struct Input {
+    int32_t gain, kind;
+    std::vector<uint8_t> words;
+  };
+  const std::vector<Input> inputs = {
+      {100, 2, {0x00, 0x90}},           {100, 1, {0x00, 0x90}},       {50, 2, {0x00, 0x90}},
+      {100, 2, {0x00, 0xA0, 0x00, 0x90}}, {100, 2, {0x00, 0x98, 0x00, 0x90}}, {100, 0x102, {0x00, 0x90}},
+      {100, 9, {0x00, 0x90}},           {0, 2, {0x10, 0x80}},         {-100, 2, {0x00, 0x90}},
+  };
+  std::vector<std::pair<int32_t, int16_t>> fresh;
+  for (const Input& in : inputs) fresh.push_back(FreshThermocouple(in.gain, in.kind, in.words));
+  for (int round = 0; round < 3; ++round) {
+    for (size_t i = 0; i < inputs.size(); ++i) {
+      uint8_t out[2] = {0x5A, 0x5A};
+      const int32_t status = QlxThermocouple(2, 0, 1, inputs[i].gain, inputs[i].kind, 1, inputs[i].words.data(), 1, out,
+                                             static_cast<int32_t>(inputs[i].words.size() / 2));
+      EXPECT_EQ(status, fresh[i].first) << i;
+      EXPECT_EQ(static_cast<int16_t>(out[0] | (out[1] << 8)), fresh[i].second) << i;
+    }
+  }
+}
+
+}  // namespace
