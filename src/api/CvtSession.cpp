@@ -7,7 +7,7 @@
 
 #include "source/SourceFactory.h"
 #include "support/String.h"
-#include "target/WriterFactory.h"
+#include "writer/WriterFactory.h"
 #include "travune/travune.h"
 
 namespace travune {

@@ -11,7 +11,7 @@
 #include "api/FormatRegistry.h"
 #include "platform/Platform.h"
 #include "source/SrcFmt.h"
-#include "target/TgtFmt.h"
+#include "writer/TgtFmt.h"
 
 namespace travune {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "support/LittleEndian.h"
-#include "target/TgtFmtFloat32.h"
+#include "writer/TgtFmtFloat32.h"
 
 namespace travune {
 namespace {

@@ -1,9 +1,9 @@
 // The table of target writers: format id and how to build its writer. A new writer is one row.
-#include "target/WriterFactory.h"
+#include "writer/WriterFactory.h"
 
 #include <new>
 
-#include "target/TgtFmtFloat32.h"
+#include "writer/TgtFmtFloat32.h"
 
 namespace travune {
 

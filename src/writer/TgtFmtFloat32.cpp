@@ -1,6 +1,6 @@
 // Raw float writer: scaled values rounded once to the nearest float32, little-endian, scan
 // after scan, channel after channel.
-#include "target/TgtFmtFloat32.h"
+#include "writer/TgtFmtFloat32.h"
 
 
 namespace travune {

@@ -1,5 +1,5 @@
 // Default behaviour of a target writer: nothing to prepare, nothing to finish, no bytes.
-#include "target/TgtFmt.h"
+#include "writer/TgtFmt.h"
 
 namespace travune {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "target/TgtFmt.h"
+#include "writer/TgtFmt.h"
 
 namespace travune {
 

@@ -1,7 +1,7 @@
 // Raw float writer: every scan's scaled values as little-endian 32-bit floats, nothing else.
 #pragma once
 
-#include "target/TgtFmt.h"
+#include "writer/TgtFmt.h"
 
 namespace travune {
 
