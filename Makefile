@@ -1,17 +1,19 @@
 # Entry points: `make demo` (sample data converted by a release build), `make test` (every
-# test, normally and under AddressSanitizer + UndefinedBehaviorSanitizer), `make bench`,
-# `make fuzz`, `make install`. Each installs missing build dependencies first.
+# test, normally under the C locale and under AddressSanitizer + UndefinedBehaviorSanitizer in
+# de_DE.UTF-8, whose decimal mark is a comma), `make bench`, `make fuzz`, `make install`. Each
+# installs missing build dependencies (and that locale) first.
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 RELEASE := build/release
 DEBUG := build/test
 ASAN := build/asan
+TSAN := build/tsan
 BENCH := build/bench
 FUZZ := build/fuzz
 DEMO_DIR ?= demo-out
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
 
-.PHONY: all deps demo test test-plain test-asan bench fuzz install clean
+.PHONY: all deps demo test test-plain test-asan test-tsan bench fuzz install clean
 
 all: $(RELEASE)/build.ninja
 	cmake --build $(RELEASE) -j $(JOBS)
@@ -26,18 +28,25 @@ demo: $(RELEASE)/build.ninja
 	cmake --build $(RELEASE) -j $(JOBS) --target travune_cli
 	$(RELEASE)/travune demo $(DEMO_DIR)
 
-test: test-plain test-asan
+test: test-plain test-asan test-tsan
 
 test-plain: deps
 	cmake -S . -B $(DEBUG) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
 	cmake --build $(DEBUG) -j $(JOBS)
-	cd $(DEBUG) && ctest --output-on-failure -j $(JOBS)
+	cd $(DEBUG) && LC_ALL=C ctest --output-on-failure -j $(JOBS)
 
 test-asan: deps
 	cmake -S . -B $(ASAN) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTRAVUNE_SANITIZE=ON
 	cmake --build $(ASAN) -j $(JOBS)
-	cd $(ASAN) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-	  ctest --output-on-failure -j $(JOBS)
+	cd $(ASAN) && LC_ALL=de_DE.UTF-8 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
+	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j $(JOBS)
+
+# Handles of the handle API used on several threads at once, under ThreadSanitizer.
+test-tsan: deps
+	cmake -S . -B $(TSAN) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTRAVUNE_SANITIZE_THREAD=ON \
+	  -DTRAVUNE_TEST_ONLY="api/TvnApi"
+	cmake --build $(TSAN) -j $(JOBS) --target travune_tests
+	TSAN_OPTIONS=halt_on_error=1 $(TSAN)/tests/travune_tests --gtest_filter='TvnApi.HandlesOnDifferentThreadsAreIndependent'
 
 bench: deps
 	cmake -S . -B $(BENCH) -G Ninja -DCMAKE_BUILD_TYPE=Release -DTRAVUNE_BUILD_TESTS=OFF -DTRAVUNE_BUILD_BENCH=ON

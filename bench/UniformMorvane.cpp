@@ -5,7 +5,8 @@
 #include <cstdio>
 #include <vector>
 
-#include "samples/ByteBuilder.h"
+#include "support/ByteBuilder.h"
+#include "support/LittleEndian.h"
 
 namespace travune::bench {
 namespace {
@@ -13,7 +14,7 @@ namespace {
 constexpr float kScanRate = 1000.0f;
 
 std::vector<uint8_t> Description(const UniformMorvane& request) {
-  samples::ByteBuilder b;
+  ByteBuilder b;
   b.I32(5040);
   b.I32(request.channels);
   b.U32(static_cast<uint32_t>(request.scans));
@@ -44,7 +45,7 @@ std::vector<uint8_t> RawWords(const UniformMorvane& request) {
   uint32_t state = 12345;
   for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
     state = state * 1664525u + 1013904223u;
-    samples::StoreU16(&bytes[i], static_cast<uint16_t>(state >> 16));
+    le::PutU16(&bytes[i], static_cast<uint16_t>(state >> 16));
   }
   return bytes;
 }

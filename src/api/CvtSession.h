@@ -8,10 +8,13 @@
 #include <memory>
 #include <string>
 
+#include "api/BlockBuffer.h"
 #include "api/FormatRegistry.h"
 #include "platform/Platform.h"
+#include "source/Acquisition.h"
 #include "source/SrcFmt.h"
 #include "writer/TgtFmt.h"
+#include "writer/WriterFactory.h"
 
 namespace travune {
 
@@ -21,7 +24,7 @@ class CvtSession {
   // negative status. Data files of maxDataSize bytes or more are refused with -1002.
   int64_t ReadDescription(const char* descName, const char* dataName, int32_t sourceType, uint64_t maxDataSize);
   // Closes the source data file (a caller that cannot represent the size gives up the data file).
-  void CloseSourceDataFile() { sourceData_.Close(); }
+  void CloseSourceDataFile() { acquisition_.DataFile().Close(); }
   int32_t InitConversion(const char* headerName, const char* dataName, int32_t formatId, uint32_t flags);
   void SetScanRange(uint64_t firstScan, uint64_t numScans);
   int32_t ConvertBlock(int32_t formatId);
@@ -32,11 +35,15 @@ class CvtSession {
   // Lets tests and tuning run the block loop with any block size.
   void SetStartBlockBytes(int64_t bytes) { startBlockBytes_ = bytes; }
 
-  SrcFmt* Source() { return source_.get(); }
-  int64_t BlockSize() const { return blockSize_; }
+  // Replaces the writer table (tests inject writers that fail or lie); null restores it.
+  void SetWriterMaker(WriterMaker maker) { writerMaker_ = maker ? maker : CreateWriter; }
+
+  SrcFmt* Source() { return acquisition_.Source(); }
+  int64_t BlockSize() const { return block_.BlockBytes(); }
   uint64_t TotalScans() const { return totalScans_; }
   const std::string& ListSeparator() const { return listSeparator_; }
   void SetListSeparator(std::string separator) { listSeparator_ = std::move(separator); }
+  void SetDecimalMark(char mark) { decimalMark_ = mark; }
 
  private:
   struct OutputPair {
@@ -48,23 +55,21 @@ class CvtSession {
   void ClosePair(OutputPair& pair);
   void FinishOpenConversion();
 
-  std::unique_ptr<SrcFmt> source_;
-  platform::File descFile_;
-  platform::File sourceData_;
+  Acquisition acquisition_;
   int64_t dataFileSize_ = 0;
+  WriterMaker writerMaker_ = CreateWriter;
   std::unique_ptr<TgtFmt> writer_;
   int32_t writerFormatPos_ = -1;
   bool preConverted_ = false;
-  std::unique_ptr<uint8_t[]> buffer_;
-  uint8_t* outputArea_ = nullptr;
-  uint8_t* inputArea_ = nullptr;
-  int64_t blockSize_ = 0;
+  BlockBuffer block_;
+  uint64_t dataOffset_ = 0;  // where the next block goes in the output data file
   int64_t startBlockBytes_ = 0;
   uint64_t totalScans_ = 0;
   uint64_t scansDone_ = 0;
   uint64_t firstScan_ = 0;
   std::array<OutputPair, kNumTargetRows + 1> outputs_;
   std::string listSeparator_ = ",";
+  char decimalMark_ = '.';
 };
 
 // The one session of the process.

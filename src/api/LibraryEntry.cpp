@@ -1,5 +1,8 @@
-// Library load and unload: the user's locale, the list separator, the driver callback.
+// Library load and unload: the user's number conventions handed to the session, the driver
+// callback, the Data File Access handle table. The host process's own locale is left as it is;
+// calls switch their thread's locale themselves.
 #include "api/CvtSession.h"
+#include "api/DfaHandleTable.h"
 #include "platform/Platform.h"
 #include "source/DriverLibrary.h"
 
@@ -8,10 +11,17 @@ namespace travune {
 namespace {
 
 __attribute__((constructor)) void AttachLibrary() {
-  platform::SetUserLocale();
-  TheCvtSession().SetListSeparator(platform::ListSeparator());
+  // Asked first so that the locale objects outlive the session at process exit.
+  const platform::NumberConventions& conventions = platform::UserNumberConventions();
+  CvtSession& session = TheCvtSession();
+  session.SetListSeparator(conventions.listSeparator);
+  session.SetDecimalMark(conventions.decimalMark);
   RegisterDriverCallback();
+  AttachDataFileAccess();
 }
+
+// Sessions still open when the library is unloaded are closed, their files with them.
+__attribute__((destructor)) void DetachLibrary() { DetachDataFileAccess(); }
 
 }  // namespace
 

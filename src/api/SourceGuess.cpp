@@ -3,51 +3,33 @@
 // else the first candidate in the recognisers' order.
 #include "api/SourceGuess.h"
 
-#include <cctype>
 #include <cmath>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <vector>
 
+#include "api/FormatRegistry.h"
 #include "platform/Platform.h"
+#include "source/Acquisition.h"
 #include "source/DescReader.h"
-#include "source/KeywordDesc.h"
-#include "source/SourceFactory.h"
-#include "source/SrcFmtBrenlow.h"
-#include "source/SrcFmtMorvane.h"
-#include "source/SrcFmtQuillon.h"
-#include "source/SrcFmtTarquil.h"
 #include "support/FilePath.h"
 #include "travune/travune.h"
 
 namespace travune {
 
-namespace {
-
-constexpr int64_t kMaxDescriptionBytes = int64_t{256} << 20;
-
-struct Recogniser {
-  int32_t typeId;
-  bool (*accepts)(DescReader& reader, const char* extension);
-};
-
-bool ExtensionIs(const char* extension, const char* wanted) {
-  for (; *extension && *wanted; ++extension, ++wanted) {
-    if (std::tolower(static_cast<unsigned char>(*extension)) != *wanted) return false;
+std::vector<const FormatRow*> RecognisersInOrder() {
+  std::vector<const FormatRow*> rows;
+  for (int32_t order = 1;; ++order) {
+    const FormatRow* found = nullptr;
+    for (int32_t i = 0; const FormatRow* row = FormatAt(FormatSection::kSource, i); ++i) {
+      if (row->recogniserOrder == order) found = row;
+    }
+    if (found == nullptr) return rows;
+    rows.push_back(found);
   }
-  return *extension == *wanted;
 }
 
-// The recognisers in the order the Data File Access opener tries them.
-const Recogniser kRecognisers[] = {
-    {TRAVUNE_SRC_MORVANE, [](DescReader& r, const char*) { return IsMorvaneDescription(r); }},
-    {TRAVUNE_SRC_QUILLON, [](DescReader& r, const char*) { return IsQuillonDescription(r); }},
-    {TRAVUNE_SRC_TARQUIL, [](DescReader& r, const char*) { return IsTarquilDescription(r); }},
-    {TRAVUNE_SRC_CELDRIN,
-     [](DescReader& r, const char* ext) { return ExtensionIs(ext, ".hx$") || IsKeywordDescription(r); }},
-    {TRAVUNE_SRC_BRENLOW, [](DescReader& r, const char*) { return IsBrenlowDescription(r); }},
-};
+namespace {
 
 bool IsPrintableText(const char* text) {
   if (text == nullptr) return true;
@@ -83,34 +65,37 @@ Candidate Weigh(int32_t typeId, const uint8_t* image, size_t size, const char* d
   const int64_t dataSize = data.IsOpen() ? data.Size() : -1;
   SourceContext context;
   context.dataFileSize = dataSize > 0 ? dataSize : 0;
-  std::unique_ptr<SrcFmt> source = CreateSource(typeId, image, size, context);
-  if (!source || source->GetStatus() != 0) return candidate;
-  candidate.validChannels = ChannelsLookValid(*source);
-  const int64_t scanSize = source->GetScanSize();
+  Acquisition acquisition;
+  if (acquisition.OpenImage(image, size, typeId, context) != Acquisition::Status::kOk) return candidate;
+  const SrcFmt& source = *acquisition.Source();
+  candidate.validChannels = ChannelsLookValid(source);
+  const int64_t scanSize = source.GetScanSize();
   candidate.dataFits = dataSize >= 0 && scanSize > 0 && dataSize % scanSize == 0;
   return candidate;
 }
+
+const char* NameOf(int32_t typeId) { return FormatById(FormatSection::kSource, typeId)->name; }
 
 std::string NamesOf(const std::vector<Candidate>& candidates) {
   std::string names;
   for (const Candidate& c : candidates) {
     if (!names.empty()) names += ", ";
-    names += SourceTypeName(c.typeId);
+    names += NameOf(c.typeId);
   }
   return names;
 }
 
 std::string AllRecogniserNames() {
   std::string names;
-  for (const Recogniser& r : kRecognisers) {
+  for (const FormatRow* row : RecognisersInOrder()) {
     if (!names.empty()) names += ", ";
-    names += SourceTypeName(r.typeId);
+    names += row->name;
   }
   return names;
 }
 
 std::string Explain(const Candidate& chosen, const std::vector<Candidate>& candidates) {
-  std::string why = std::string("chose ") + SourceTypeName(chosen.typeId);
+  std::string why = std::string("chose ") + NameOf(chosen.typeId);
   if (candidates.size() == 1) return why + " (the only type whose description this is)";
   why += " (described as " + NamesOf(candidates) + "; ";
   if (chosen.Score() == 0) return why + "nothing tells them apart, so the first was taken)";
@@ -123,9 +108,10 @@ std::string Explain(const Candidate& chosen, const std::vector<Candidate>& candi
 
 std::string DataFileNameFor(const char* descName, int32_t sourceType) {
   FilePath path;
-  path.Compose(descName);
+  if (path.Compose(descName) == nullptr) return "";  // too long a name: the open of "" fails
   path.SetExtension(sourceType == TRAVUNE_SRC_CELDRIN ? ".hxt" : ".bin");
-  return path.Compose(nullptr);
+  const char* dataName = path.Compose(nullptr);
+  return dataName != nullptr ? dataName : "";
 }
 
 int32_t GuessSourceType(const char* descName, std::string* why) {
@@ -135,24 +121,24 @@ int32_t GuessSourceType(const char* descName, std::string* why) {
     return -1;
   }
   const int64_t size = file.Size();
-  if (size < 0 || size > kMaxDescriptionBytes) {
-    *why = std::string("cannot read the description ") + descName;
-    return -1;
-  }
-  std::vector<uint8_t> image(static_cast<size_t>(size) + 1);
-  if (size > 0 && !file.ReadAt(0, image.data(), static_cast<size_t>(size))) {
+  std::vector<uint8_t> image;
+  if (size >= 0) image.resize(static_cast<size_t>(size) + 1);
+  if (size < 0 || (size > 0 && !file.ReadAt(0, image.data(), static_cast<size_t>(size)))) {
     *why = std::string("cannot read the description ") + descName;
     return -1;
   }
   file.Close();
 
   FilePath path;
-  path.Compose(descName);
+  if (path.Compose(descName) == nullptr) {
+    *why = std::string("the name is too long to split into its parts: ") + descName;
+    return -1;
+  }
   std::vector<Candidate> candidates;
-  for (const Recogniser& recogniser : kRecognisers) {
+  for (const FormatRow* row : RecognisersInOrder()) {
     DescReader reader(image.data(), static_cast<size_t>(size));
-    if (recogniser.accepts(reader, path.Extension())) {
-      candidates.push_back(Weigh(recogniser.typeId, image.data(), static_cast<size_t>(size), descName));
+    if (row->recognise(reader, path.Extension())) {
+      candidates.push_back(Weigh(row->id, image.data(), static_cast<size_t>(size), descName));
     }
   }
   if (candidates.empty()) {

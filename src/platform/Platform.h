@@ -1,6 +1,9 @@
 // The platform layer: every operating-system service the library uses (files with exclusive
-// access, file information, free space, temp dir, locale, message box, modules, memory checks).
+// access, file information, free space, temp files, locale objects, message box, modules,
+// memory checks, the clock).
 #pragma once
+
+#include <locale.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -40,6 +43,10 @@ class File {
   // Creates or replaces a file for writing. The file is opened without truncation, locked and
   // only then truncated, so a refused open never destroys an existing file.
   static File Create(const char* path);
+  // Creates a new file, readable and writable by the owner only. Fails when anything, a
+  // symbolic link included, already exists at path, so a file planted there in advance is
+  // never opened.
+  static File CreateExclusive(const char* path);
 
   bool IsOpen() const { return fd_ >= 0; }
   void Close();
@@ -78,6 +85,11 @@ bool PathExists(const char* path);
 
 // The directory for temporary files, always ending in the path separator.
 std::string TempDirectory();
+// Creates a new directory under TempDirectory() that only this user can enter, with a name no
+// one could predict, and returns its path ending in the separator; "" on failure.
+std::string MakePrivateTempDir();
+// Removes an empty directory; false when it could not be removed.
+bool RemoveDir(const char* path);
 // The path separator of this platform.
 constexpr char kPathSeparator = '/';
 
@@ -85,10 +97,40 @@ constexpr char kPathSeparator = '/';
 // file does not exist yet). False when the query fails.
 bool FreeDiskBytes(const char* path, uint64_t* freeBytes);
 
-// Sets the runtime locale of all categories to the user's default.
-void SetUserLocale();
-// The user's list separator: ";" when the locale's decimal mark is ",", else ",".
-std::string ListSeparator();
+// How the user's locale writes numbers. The locale is read once, the first time it is asked
+// for (the library does so when it is loaded); the process's global locale is never changed.
+struct NumberConventions {
+  char decimalMark;           // the locale's radix character, '.' when it has no one-byte one
+  std::string listSeparator;  // ";" when the decimal mark is ",", else ","
+};
+const NumberConventions& UserNumberConventions();
+
+// Makes the user's locale the calling thread's locale while the object lives, then restores
+// the thread's previous locale. Text the library formats with printf inside gets the user's
+// decimal mark; the host process's own locale is left alone.
+class ScopedUserLocale {
+ public:
+  ScopedUserLocale();
+  ~ScopedUserLocale();
+  ScopedUserLocale(const ScopedUserLocale&) = delete;
+  ScopedUserLocale& operator=(const ScopedUserLocale&) = delete;
+
+ private:
+  locale_t previous_;
+};
+
+// The same for the "C" locale: numbers parsed or printed inside read and write '.' whatever
+// locale the user or the host process has chosen.
+class ScopedCLocale {
+ public:
+  ScopedCLocale();
+  ~ScopedCLocale();
+  ScopedCLocale(const ScopedCLocale&) = delete;
+  ScopedCLocale& operator=(const ScopedCLocale&) = delete;
+
+ private:
+  locale_t previous_;
+};
 
 // Shows a message to the user: one line on standard error.
 void ShowMessage(const char* caption, const char* text);
@@ -106,6 +148,11 @@ bool IsWritableMemory(void* address, size_t size);
 struct LocalTime {
   int year, month, day, hour, minute, second, millisecond;
 };
+// The time CurrentLocalTime reports: the system clock unless a clock is set.
 LocalTime CurrentLocalTime();
+// Replaces the clock CurrentLocalTime reads, so that output stamped with the conversion time
+// can be compared byte for byte; null restores the system clock.
+using Clock = LocalTime (*)();
+void SetClock(Clock clock);
 
 }  // namespace travune::platform

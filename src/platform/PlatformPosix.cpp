@@ -1,7 +1,9 @@
 // The platform layer on POSIX systems: exclusively locked files, file information in the
-// Windows record layout, free space, temp dir, locale, messages, modules and memory checks.
+// Windows record layout, free space, temp files, per-thread locale objects, messages, modules,
+// memory checks and the clock.
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <langinfo.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -9,7 +11,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -44,10 +45,11 @@ bool RangeFits(uint64_t offset, size_t n) {
   return n <= kMaxPosition && offset <= kMaxPosition - n;
 }
 
-// Opens path with flags and takes the exclusive lock; -1 when either fails.
-int OpenLocked(const char* path, int flags) {
+// Opens path with flags (mode for a file it creates) and takes the exclusive lock; -1 when
+// either fails.
+int OpenLocked(const char* path, int flags, mode_t mode = 0666) {
   if (path == nullptr) return -1;
-  const int fd = RetryOnInterrupt([&] { return ::open(path, flags | O_CLOEXEC, 0666); });
+  const int fd = RetryOnInterrupt([&] { return ::open(path, flags | O_CLOEXEC, mode); });
   if (fd < 0) return -1;
   struct stat st;
   const bool isDirectory = ::fstat(fd, &st) == 0 && S_ISDIR(st.st_mode);
@@ -130,6 +132,10 @@ File File::Create(const char* path) {
   File file(OpenLocked(path, O_RDWR | O_CREAT));
   if (file.IsOpen() && !file.Resize(0)) file.Close();
   return file;
+}
+
+File File::CreateExclusive(const char* path) {
+  return File(OpenLocked(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600));
 }
 
 void File::Close() {
@@ -249,6 +255,14 @@ std::string TempDirectory() {
   return directory;
 }
 
+std::string MakePrivateTempDir() {
+  std::string pattern = TempDirectory() + "travune-XXXXXX";
+  if (::mkdtemp(pattern.data()) == nullptr) return "";  // mkdtemp creates it with mode 0700
+  return pattern + kPathSeparator;
+}
+
+bool RemoveDir(const char* path) { return path != nullptr && ::rmdir(path) == 0; }
+
 bool FreeDiskBytes(const char* path, uint64_t* freeBytes) {
   if (path == nullptr || freeBytes == nullptr) return false;
   struct statvfs vfs;
@@ -262,12 +276,56 @@ bool FreeDiskBytes(const char* path, uint64_t* freeBytes) {
 
 // ---- Locale, messages ---------------------------------------------------------------------
 
-void SetUserLocale() { std::setlocale(LC_ALL, ""); }
+namespace {
 
-std::string ListSeparator() {
-  const char* decimalPoint = std::localeconv()->decimal_point;
-  return decimalPoint != nullptr && std::strcmp(decimalPoint, ",") == 0 ? ";" : ",";
+// The user's locale and the "C" locale as objects of their own, made once. They are freed when
+// the process ends; every use lies inside a library call, so none outlives them.
+class LocaleObjects {
+ public:
+  LocaleObjects() : c_(::newlocale(LC_ALL_MASK, "C", nullptr)), user_(::newlocale(LC_ALL_MASK, "", nullptr)) {
+    if (user_ == nullptr) user_ = ::newlocale(LC_ALL_MASK, "C", nullptr);
+    conventions_.decimalMark = RadixOf(user_);
+    conventions_.listSeparator = conventions_.decimalMark == ',' ? ";" : ",";
+  }
+  ~LocaleObjects() {
+    if (user_ != nullptr) ::freelocale(user_);
+    if (c_ != nullptr) ::freelocale(c_);
+  }
+  LocaleObjects(const LocaleObjects&) = delete;
+  LocaleObjects& operator=(const LocaleObjects&) = delete;
+
+  locale_t User() const { return user_; }
+  locale_t C() const { return c_; }
+  const NumberConventions& Conventions() const { return conventions_; }
+
+ private:
+  // The locale's radix character when it is one byte; '.' otherwise.
+  static char RadixOf(locale_t locale) {
+    const char* radix = locale != nullptr ? ::nl_langinfo_l(RADIXCHAR, locale) : nullptr;
+    return radix != nullptr && radix[0] != '\0' && radix[1] == '\0' ? radix[0] : '.';
+  }
+
+  locale_t c_;
+  locale_t user_;
+  NumberConventions conventions_{'.', ","};
+};
+
+const LocaleObjects& Locales() {
+  static const LocaleObjects locales;
+  return locales;
 }
+
+}  // namespace
+
+const NumberConventions& UserNumberConventions() { return Locales().Conventions(); }
+
+// uselocale returns the thread's locale before the switch; given null (a locale object that
+// could not be made) it changes nothing and only returns the current one.
+ScopedUserLocale::ScopedUserLocale() : previous_(::uselocale(Locales().User())) {}
+ScopedUserLocale::~ScopedUserLocale() { ::uselocale(previous_); }
+
+ScopedCLocale::ScopedCLocale() : previous_(::uselocale(Locales().C())) {}
+ScopedCLocale::~ScopedCLocale() { ::uselocale(previous_); }
 
 void ShowMessage(const char* caption, const char* text) {
   std::fprintf(stderr, "%s: %s\n", caption != nullptr ? caption : "Error", text != nullptr ? text : "");
@@ -276,14 +334,30 @@ void ShowMessage(const char* caption, const char* text) {
 
 // ---- Modules ------------------------------------------------------------------------------
 
+namespace {
+
+// The directory, with its separator, of the file this code was loaded from (libtravune.so, or
+// the program it is linked into); "" when it cannot be told.
+std::string OwnDirectory() {
+  Dl_info info{};
+  if (::dladdr(reinterpret_cast<void*>(&LoadModule), &info) == 0 || info.dli_fname == nullptr) return {};
+  const char* slash = std::strrchr(info.dli_fname, kPathSeparator);
+  return slash != nullptr ? std::string(info.dli_fname, static_cast<size_t>(slash - info.dli_fname + 1)) : "";
+}
+
+}  // namespace
+
 void* LoadModule(const char* name) {
   if (name == nullptr) return nullptr;
-  void* module = ::dlopen(name, RTLD_NOW | RTLD_LOCAL);
-  if (module == nullptr && std::strchr(name, kPathSeparator) == nullptr) {
-    // A bare module name, as Windows takes it without its ".dll": try the shared-object name.
-    const std::string libraryName = std::string("lib") + name + ".so";
-    module = ::dlopen(libraryName.c_str(), RTLD_NOW | RTLD_LOCAL);
-  }
+  if (std::strchr(name, kPathSeparator) != nullptr) return ::dlopen(name, RTLD_NOW | RTLD_LOCAL);
+  // A bare module name, as Windows takes it without its ".dll": the shared object of that name
+  // beside this library first (as Windows looks in the loading program's directory), then the
+  // name itself and the shared-object name on the library path.
+  const std::string libraryName = std::string("lib") + name + ".so";
+  const std::string directory = OwnDirectory();
+  void* module = directory.empty() ? nullptr : ::dlopen((directory + libraryName).c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (module == nullptr) module = ::dlopen(name, RTLD_NOW | RTLD_LOCAL);
+  if (module == nullptr) module = ::dlopen(libraryName.c_str(), RTLD_NOW | RTLD_LOCAL);
   return module;
 }
 
@@ -313,7 +387,11 @@ bool IsWritableMemory(void* address, size_t size) {
   return true;
 }
 
-LocalTime CurrentLocalTime() {
+// ---- Clock --------------------------------------------------------------------------------
+
+namespace {
+
+LocalTime SystemLocalTime() {
   struct timespec now = {};
   ::clock_gettime(CLOCK_REALTIME, &now);
   struct tm fields = {};
@@ -322,5 +400,13 @@ LocalTime CurrentLocalTime() {
                    fields.tm_hour,        fields.tm_min,      fields.tm_sec,
                    static_cast<int>(now.tv_nsec / 1000000)};
 }
+
+Clock currentClock = nullptr;
+
+}  // namespace
+
+LocalTime CurrentLocalTime() { return currentClock != nullptr ? currentClock() : SystemLocalTime(); }
+
+void SetClock(Clock clock) { currentClock = clock; }
 
 }  // namespace travune::platform

@@ -3,23 +3,16 @@
 #include "source/KeywordDesc.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 
+#include "platform/Platform.h"
 #include "support/TextUtil.h"
 
 namespace travune {
 
 namespace {
-
-bool EqualsIgnoringCase(const char* a, const char* b) {
-  for (; *a != '\0' && *b != '\0'; ++a, ++b) {
-    if (std::tolower(static_cast<unsigned char>(*a)) != std::tolower(static_cast<unsigned char>(*b))) return false;
-  }
-  return *a == *b;
-}
 
 bool Contains(const uint8_t* begin, const uint8_t* end, const char* text) {
   const size_t length = std::strlen(text);
@@ -32,19 +25,26 @@ char* ReadTrimmedLine(DescReader& reader, char* line) {
   return Trim(line, kWhiteSpace, kWhiteSpace);
 }
 
+// Numbers in descriptions are written the "C" way whatever the user's locale: they are parsed
+// in the "C" locale.
+
 // The leading decimal integer of text (0 when none), saturated to 32 bits.
 int32_t ParseInt(const char* text) {
+  const platform::ScopedCLocale cLocale;
   const long value = std::strtol(text, nullptr, 10);
   const long lowest = std::numeric_limits<int32_t>::min();
   const long highest = std::numeric_limits<int32_t>::max();
   return static_cast<int32_t>(std::clamp(value, lowest, highest));
 }
 
-double ParseDouble(const char* text) { return std::strtod(text, nullptr); }
+double ParseDouble(const char* text) {
+  const platform::ScopedCLocale cLocale;
+  return std::strtod(text, nullptr);
+}
 
 int32_t ParseFormat(const char* text) {
-  if (EqualsIgnoringCase(text, "BINARY")) return 1;
-  if (EqualsIgnoringCase(text, "ASCII")) return 2;
+  if (EqualsIgnoringAsciiCase(text, "BINARY")) return 1;
+  if (EqualsIgnoringAsciiCase(text, "ASCII")) return 2;
   return 0;
 }
 
@@ -88,22 +88,22 @@ bool ParseKeywordHeader(DescReader& reader, KeywordHeader* header, const char* l
   char line[kKeywordLineSize];
   while (!reader.AtEnd()) {
     const char* key = ReadTrimmedLine(reader, line);
-    if (EqualsIgnoringCase(key, "*TYPE")) {
+    if (EqualsIgnoringAsciiCase(key, "*TYPE")) {
       header->type = ReadTrimmedLine(reader, line);
       header->hasType = true;
-    } else if (EqualsIgnoringCase(key, "*VERSION")) {
+    } else if (EqualsIgnoringAsciiCase(key, "*VERSION")) {
       header->version = ReadTrimmedLine(reader, line);
       hasVersion = true;
       reader.SetSeparator(listSeparator != nullptr ? listSeparator : ",");
-    } else if (EqualsIgnoringCase(key, "*FORMAT")) {
+    } else if (EqualsIgnoringAsciiCase(key, "*FORMAT")) {
       header->format = ParseFormat(ReadTrimmedLine(reader, line));
-    } else if (EqualsIgnoringCase(key, "*CHANNELS")) {
+    } else if (EqualsIgnoringAsciiCase(key, "*CHANNELS")) {
       header->numChans = CountChannelLines(reader, line);
-    } else if (EqualsIgnoringCase(key, "*FREQUENCY")) {
+    } else if (EqualsIgnoringAsciiCase(key, "*FREQUENCY")) {
       ReadRates(reader, header, line);
-    } else if (EqualsIgnoringCase(key, "*POST_STOP_COUNT")) {
+    } else if (EqualsIgnoringAsciiCase(key, "*POST_STOP_COUNT")) {
       header->postStopCount = ParseInt(ReadTrimmedLine(reader, line));
-    } else if (EqualsIgnoringCase(key, "*PRETRIG_COUNT")) {
+    } else if (EqualsIgnoringAsciiCase(key, "*PRETRIG_COUNT")) {
       header->preTrigCount = ParseInt(ReadTrimmedLine(reader, line));
     }
   }
@@ -114,7 +114,7 @@ bool ParseKeywordHeader(DescReader& reader, KeywordHeader* header, const char* l
 bool FindChannelSection(DescReader& reader) {
   char line[kKeywordLineSize];
   while (!reader.AtEnd()) {
-    if (EqualsIgnoringCase(ReadTrimmedLine(reader, line), "*CHANNELS")) return true;
+    if (EqualsIgnoringAsciiCase(ReadTrimmedLine(reader, line), "*CHANNELS")) return true;
   }
   return false;
 }

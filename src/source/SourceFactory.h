@@ -1,5 +1,5 @@
-// Creates the acquisition source for a source type id from a description image, and the
-// recognisers that tell source types apart: one row per source type.
+// Creates the acquisition source for a source type id from a description image, by the maker
+// in the source type's row of the format table.
 #pragma once
 
 #include <cstddef>
@@ -19,10 +19,5 @@ struct SourceContext {
 // failed allocation.
 std::unique_ptr<SrcFmt> CreateSource(int32_t typeId, const uint8_t* image, size_t size,
                                      const SourceContext& context);
-
-// The application name of a source type ("morvane", ...), or null for an unknown id.
-const char* SourceTypeName(int32_t typeId);
-// The type id of an application name (case-insensitive) or a decimal id; -1 when unknown.
-int32_t SourceTypeFromName(const char* name);
 
 }  // namespace travune

@@ -7,6 +7,7 @@
 #include <memory>
 #include <new>
 
+#include "source/Acquisition.h"
 #include "support/LittleEndian.h"
 #include "support/Time.h"
 
@@ -43,15 +44,13 @@ bool SrcFmt::LoadTimeStamps(platform::File* dataFile) {
     const int64_t scan = scansToVisit[i];
     // The block runs from the scan to at most the end of the data file.
     int64_t scans = GetNumScans() - scan;
-    if (scans <= 0) return false;
+    if (scans <= 0 || dataFile == nullptr) return false;
     int64_t bytes = 0;
     int64_t offset = 0;
     GetBlockLayout(65536, &scans, &bytes, scan, &offset);
-    if (bytes <= 0 || dataFile == nullptr) return false;
+    if (bytes <= 0) return false;
     std::unique_ptr<uint8_t[]> buffer(new (std::nothrow) uint8_t[static_cast<size_t>(bytes)]);
-    if (!buffer) return false;
-    if (!dataFile->ReadAt(static_cast<uint64_t>(offset), buffer.get(), static_cast<size_t>(bytes))) return false;
-    SetRawBlock(buffer.get(), scans, scan);
+    if (!buffer || !ReadRawBlock(*this, *dataFile, scan, &scans, buffer.get(), 65536)) return false;
     GetScanTime(scan, nullptr);
     block_ = nullptr;
     blockSet_ = false;
@@ -81,8 +80,7 @@ bool SrcFmt::GetScanTime(int64_t scan, double* out, const TimeFormat* request) {
   if (request != nullptr) {
     if (request->absolute != native_.absolute) {
       if (request->absolute) return false;
-      const double ref = IsKnownTime(trigScanTime_) ? trigScanTime_ : IsKnownTime(firstScanTime_) ? firstScanTime_ : t;
-      v = t - ref;
+      v = t - TriggerReference(t);
     }
     if (request->timed != native_.timed) {
       if (request->timed) return false;
@@ -141,7 +139,26 @@ void SrcFmt::SetRawBlock(uint8_t* buffer, int64_t scans, int64_t firstScan) {
 
 void SrcFmt::SetOptions(uint32_t flags) {
   options_ = flags;
-  if (flags & 1u) native_.reference &= ~kRefDerivedFromFirst;
+  if ((flags & 1u) && (native_.reference & kRefDerivedFromFirst)) {
+    native_.reference &= ~kRefDerivedFromFirst;
+    // The trigger scan's cached time was derived from scan 0's stamp; from now on it is read
+    // from its own stamp (the owner loads the stamps again).
+    trigScanTime_ = kUnknownTime;
+  }
+}
+
+double SrcFmt::TriggerReference(double t) {
+  const int64_t trigger = GetPreTrigCount();
+  if (!IsKnownTime(trigScanTime_) && (!native_.stampsInData || BlockHolds(trigger))) {
+    double trig = 0.0;
+    if (GetNativeScanTime(trigger, &trig)) trigScanTime_ = trig;
+  }
+  if (IsKnownTime(trigScanTime_)) return trigScanTime_;
+  return IsKnownTime(firstScanTime_) ? firstScanTime_ : t;
+}
+
+bool SrcFmt::BlockHolds(int64_t scan) const {
+  return blockSet_ && block_ != nullptr && scan >= blockFirstScan_ && scan - blockFirstScan_ < blockScans_;
 }
 
 void SrcFmt::SetFileInfo(const char* descName, const char* dataName, const platform::File* descFile,
@@ -150,6 +167,13 @@ void SrcFmt::SetFileInfo(const char* descName, const char* dataName, const platf
   dataName_.Assign(dataName);
   ReadFileInformation(descFile, &descInfo_);
   ReadFileInformation(dataFile, &dataInfo_);
+}
+
+void SrcFmt::CopyFileInfo(const SrcFmt& from) {
+  descName_.Assign(from.descName_.c_str());
+  dataName_.Assign(from.dataName_.c_str());
+  descInfo_ = from.descInfo_;
+  dataInfo_ = from.dataInfo_;
 }
 
 size_t SrcFmt::GetDataFileName(char* buf, size_t size) const { return CopyName(dataName_, buf, size); }
@@ -168,19 +192,15 @@ void SrcFmt::InitTimeFormat() {
 }
 
 const uint8_t* SrcFmt::RawSampleAt(int64_t scan, int64_t position) const {
-  if (!blockSet_ || block_ == nullptr) return kZeroSample;
+  // Outside the current block there is no sample to read: the zero sample stands in.
+  if (!BlockHolds(scan)) return kZeroSample;
   return block_ + (scan - blockFirstScan_) * blockScanSize_ + position * blockSampleSize_;
 }
 
-void SrcFmt::ScaleScansToFloat32(int64_t firstScan, int64_t scans, uint8_t* out) const {
+void SrcFmt::ScaleScans(int64_t firstScan, int64_t scans, double* out) const {
   const int32_t chans = GetNumChans();
   for (int64_t scan = firstScan; scan < firstScan + scans; ++scan) {
-    for (int32_t chan = 0; chan < chans; ++chan) {
-      double value = 0.0;
-      GetScaledValue(scan, chan, &value);
-      le::PutF32(out, static_cast<float>(value));
-      out += 4;
-    }
+    for (int32_t chan = 0; chan < chans; ++chan) GetScaledValue(scan, chan, out++);
   }
 }
 

@@ -70,6 +70,8 @@ class SrcFmt {
   void SetOptions(uint32_t flags);
   void SetFileInfo(const char* descName, const char* dataName, const platform::File* descFile,
                    const platform::File* dataFile);
+  // Takes over another source's file names and information (a view of that source).
+  void CopyFileInfo(const SrcFmt& from);
   size_t GetDataFileName(char* buf, size_t size) const;
   size_t GetDescFileName(char* buf, size_t size) const;
   void GetDataFileInfo(platform::FileInformation* out) const { *out = dataInfo_; }
@@ -77,8 +79,8 @@ class SrcFmt {
   int32_t GetStatus() const { return status_; }
   // Sets the native time format from the rates; sources adjust it in their overrides.
   virtual void InitTimeFormat();
-  // Address of the raw sample of chan in scan (which lies in the current block); a static
-  // zero sample when no block was handed over.
+  // Address of the raw sample of chan in scan; a static zero sample when scan does not lie in
+  // the current block (or no block was handed over).
   virtual const uint8_t* GetRawSample(int64_t scan, int32_t chan) const;
   // The raw sample at raw in user units.
   virtual double ScaleSample(int32_t chan, const uint8_t* raw) const = 0;
@@ -92,10 +94,10 @@ class SrcFmt {
   // can have the same size.
   virtual bool HasValidChannelRecords() const { return true; }
 
-  // Scales every channel of scans [firstScan, firstScan + scans) of the current block into out
-  // as little-endian float32 values, scan after scan, channel after channel: exactly the bits
-  // of GetScaledValue narrowed to float. Sources override it with a faster loop.
-  virtual void ScaleScansToFloat32(int64_t firstScan, int64_t scans, uint8_t* out) const;
+  // Scales every channel of scans [firstScan, firstScan + scans) of the current block into out,
+  // scan after scan, GetNumChans() doubles per scan: exactly the values of GetScaledValue asked
+  // in channel order. Every source overrides it with a loop over its own tables.
+  virtual void ScaleScans(int64_t firstScan, int64_t scans, double* out) const;
 
   // The scaled value of chan in scan; always true.
   bool GetScaledValue(int64_t scan, int32_t chan, double* out) const {
@@ -118,6 +120,11 @@ class SrcFmt {
   int64_t BlockFirstScan() const { return blockFirstScan_; }
   int64_t BlockScans() const { return blockScans_; }
   bool BlockSet() const { return blockSet_; }
+  // True when scan lies in the current raw block.
+  bool BlockHolds(int64_t scan) const;
+  // The time relative times are measured from: the trigger scan's own time, else scan 0's
+  // (a trigger scan whose stamp lies beyond the data), else t itself.
+  double TriggerReference(double t);
   // Base address computation with an explicit sample position within the scan.
   const uint8_t* RawSampleAt(int64_t scan, int64_t position) const;
   void SetFirstScanTime(double t) { firstScanTime_ = t; }

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <new>
 
+#include "platform/Platform.h"
+#include "source/BulkScaling.h"
 #include "support/LittleEndian.h"
 #include "support/Time.h"
 
@@ -140,6 +142,7 @@ bool SrcFmtBrenlow::HasUniformRate() const { return !(IsRateless() && HasTimeSta
 const char* SrcFmtBrenlow::GetAppTitle() const { return "Brenlow"; }
 
 const char* SrcFmtBrenlow::GetDescVersion() const {
+  const platform::ScopedCLocale cLocale;  // a version reads "2.500000" in every locale
   std::snprintf(versionText_, sizeof(versionText_), "%f", version_);
   return versionText_;
 }
@@ -187,10 +190,20 @@ bool SrcFmtBrenlow::GetNativeScanTime(int64_t scan, double* out) {
 double SrcFmtBrenlow::ScaleSample(int32_t chan, const uint8_t* raw) const {
   const Record* record = ChanRecord(chan);
   if (record == nullptr) return 0.0;
-  const double value = le::F32(raw);
-  if (value <= record->lower) return record->lower;
-  if (value >= record->upper) return record->upper;
-  return value;
+  return ClampedFloatSample(raw, record->lower, record->upper);
+}
+
+void SrcFmtBrenlow::ScaleScans(int64_t firstScan, int64_t scans, double* out) const {
+  if (!BlockSet() || Block() == nullptr) {
+    SrcFmt::ScaleScans(firstScan, scans, out);
+    return;
+  }
+  // User channel c is the float of record userToRecord_[c].
+  ScaleEachScan(RawSampleAt(firstScan, 0), GetScanSize(), scans, numUser_, out,
+                [this](int32_t chan, const uint8_t* scan) {
+                  const int32_t index = userToRecord_[chan];
+                  return ClampedFloatSample(scan + 4 * index, records_[index].lower, records_[index].upper);
+                });
 }
 
 }  // namespace travune

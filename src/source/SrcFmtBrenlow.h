@@ -38,6 +38,7 @@ class SrcFmtBrenlow : public SrcFmt {
   const char* GetDescVersion() const override;
   void InitTimeFormat() override;
   double ScaleSample(int32_t chan, const uint8_t* raw) const override;
+  void ScaleScans(int64_t firstScan, int64_t scans, double* out) const override;
 
  private:
   // The interpreted fields of one 112-byte channel record.

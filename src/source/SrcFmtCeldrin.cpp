@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <new>
 
+#include "source/BulkScaling.h"
 #include "source/Linear.h"
 #include "support/LittleEndian.h"
 #include "support/Time.h"
@@ -115,6 +116,7 @@ void SrcFmtCeldrin::BuildScaling() {
   for (int32_t chan = 0; chan < header_.numChans; ++chan) {
     Scaling& scaling = scaling_[static_cast<size_t>(chan)];
     scaling.digital = IsDigitalKind(channels_[static_cast<size_t>(chan)].kind);
+    scaling.rawOffset = 2 * static_cast<int64_t>(channels_[static_cast<size_t>(chan)].position);
     const double x1 = scaling.digital ? 0.0 : -32768.0;
     const double x2 = scaling.digital ? 65535.0 : 32767.0;
     double lower = 0.0;
@@ -177,9 +179,24 @@ const uint8_t* SrcFmtCeldrin::GetRawSample(int64_t scan, int32_t chan) const {
 
 double SrcFmtCeldrin::ScaleSample(int32_t chan, const uint8_t* raw) const {
   if (!IsChannel(chan)) return 0.0;
-  const Scaling& scaling = scaling_[static_cast<size_t>(chan)];
+  return ScaleWord(scaling_[static_cast<size_t>(chan)], raw);
+}
+
+double SrcFmtCeldrin::ScaleWord(const Scaling& scaling, const uint8_t* raw) {
   const double value = scaling.digital ? static_cast<double>(le::U16(raw)) : static_cast<double>(le::I16(raw));
   return value * scaling.m + scaling.b;
+}
+
+void SrcFmtCeldrin::ScaleScans(int64_t firstScan, int64_t scans, double* out) const {
+  if (!BlockSet() || Block() == nullptr) {
+    SrcFmt::ScaleScans(firstScan, scans, out);
+    return;
+  }
+  ScaleEachScan(RawSampleAt(firstScan, 0), GetScanSize(), scans, header_.numChans, out,
+                [this](int32_t chan, const uint8_t* scan) {
+                  const Scaling& scaling = scaling_[static_cast<size_t>(chan)];
+                  return ScaleWord(scaling, scan + scaling.rawOffset);
+                });
 }
 
 bool SrcFmtCeldrin::GetNativeScanTime(int64_t scan, double* out) {

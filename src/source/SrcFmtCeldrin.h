@@ -35,19 +35,23 @@ class SrcFmtCeldrin : public SrcFmt {
   void InitTimeFormat() override;
   const uint8_t* GetRawSample(int64_t scan, int32_t chan) const override;
   double ScaleSample(int32_t chan, const uint8_t* raw) const override;
+  void ScaleScans(int64_t firstScan, int64_t scans, double* out) const override;
 
  private:
-  // Per-channel scale factors: user = raw * m + b, raw unsigned for a digital channel.
+  // Per-channel scale factors: user = raw * m + b, raw unsigned for a digital channel; the raw
+  // sample lies rawOffset bytes into the scan.
   struct Scaling {
     double m = 1.0;
     double b = 0.0;
     bool digital = false;
+    int64_t rawOffset = 0;
   };
 
   bool Parse(const uint8_t* image, size_t size);
   bool ParseChannels(DescReader& reader);
   bool CheckPositions();
   void BuildScaling();
+  static double ScaleWord(const Scaling& scaling, const uint8_t* raw);
   bool IsChannel(int32_t chan) const { return chan >= 0 && chan < header_.numChans; }
   // The gain and temperature factors of a channel: user = raw * mc + bc.
   void ChannelFactors(const KeywordChannel& channel, double* mc, double* bc) const;

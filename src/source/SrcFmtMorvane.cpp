@@ -2,12 +2,14 @@
 // (one-word channels, then four-word channels, then the first-channel exchange) and scales them.
 #include "source/SrcFmtMorvane.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <new>
 
+#include "source/BulkScaling.h"
 #include "source/DriverLibrary.h"
 #include "source/Linear.h"
 #include "support/LittleEndian.h"
@@ -36,9 +38,22 @@ enum : int32_t {
 
 constexpr int kWideWords = 4;
 
-// The reference word of the reference channel scaled most recently, shared by all Morvane
-// sources of the process: a thermocouple channel pairs its word with it.
-uint16_t gLastReferenceWord = 0;
+// True for the channel types whose word scales by the channel's factors alone: no driver call,
+// no reference word to keep.
+bool ScalesByFactors(int32_t type) {
+  switch (type) {
+    case kThermocouplePair:
+    case kRtd4Wire:
+    case kReferenceWide:
+    case kReference4:
+    case kReference5:
+    case kThermocouple13:
+    case kThermocouple14:
+      return false;
+    default:
+      return true;
+  }
+}
 
 struct FormLayout {
   int32_t form;
@@ -405,7 +420,7 @@ double SrcFmtMorvane::ScaleKnown(size_t chan, const uint8_t* raw) const {
   switch (c.type) {
     case kThermocouplePair: {
       uint8_t pair[4];
-      le::PutU16(pair, gLastReferenceWord);
+      le::PutU16(pair, lastReferenceWord_);
       le::PutU16(pair + 2, w);
       const int16_t out = DriverThermocouple(TruncatedGain(c.gain), c.polarity, pair, 2);
       return out * s.m + s.b;
@@ -415,11 +430,11 @@ double SrcFmtMorvane::ScaleKnown(size_t chan, const uint8_t* raw) const {
     case kReferenceWide:
     case kReference4:
     case kReference5:
-      gLastReferenceWord = w;
+      lastReferenceWord_ = w;
       return w * s.m + s.b;
     case kThermocouple13:
     case kThermocouple14: {
-      gLastReferenceWord = w;
+      lastReferenceWord_ = w;
       const int16_t out = DriverThermocouple(TruncatedGain(c.gain), c.polarity, raw, 1);
       return out * s.m + s.b;
     }
@@ -428,19 +443,27 @@ double SrcFmtMorvane::ScaleKnown(size_t chan, const uint8_t* raw) const {
   }
 }
 
-void SrcFmtMorvane::ScaleScansToFloat32(int64_t firstScan, int64_t scans, uint8_t* out) const {
+void SrcFmtMorvane::ScaleScans(int64_t firstScan, int64_t scans, double* out) const {
   if (!BlockSet() || Block() == nullptr) {
-    SrcFmt::ScaleScansToFloat32(firstScan, scans, out);
+    SrcFmt::ScaleScans(firstScan, scans, out);
     return;
   }
-  const size_t chans = channels_.size();
-  const uint8_t* scan = Block() + (firstScan - BlockFirstScan()) * scanSize_;
-  for (int64_t i = 0; i < scans; ++i, scan += scanSize_) {
-    for (size_t chan = 0; chan < chans; ++chan) {
-      le::PutF32(out, static_cast<float>(ScaleKnown(chan, scan + 2 * rawIndex_[chan])));
-      out += 4;
-    }
+  const uint8_t* first = RawSampleAt(firstScan, 0);
+  const int32_t chans = static_cast<int32_t>(channels_.size());
+  const auto byFactors = [](const MorvaneChannel& c) { return ScalesByFactors(c.type); };
+  if (std::all_of(channels_.begin(), channels_.end(), byFactors)) {
+    // No driver call and no reference word: each word by its channel's factors, as ScaleKnown does.
+    ScaleEachScan(first, scanSize_, scans, chans, out, [this](int32_t chan, const uint8_t* scan) {
+      const size_t c = static_cast<size_t>(chan);
+      return le::U16(scan + 2 * rawIndex_[c]) * scaling_[c].m + scaling_[c].b;
+    });
+    return;
   }
+  // Channel order within each scan keeps the reference word of every type-1 channel right.
+  ScaleEachScan(first, scanSize_, scans, chans, out, [this](int32_t chan, const uint8_t* scan) {
+    const size_t c = static_cast<size_t>(chan);
+    return ScaleKnown(c, scan + 2 * rawIndex_[c]);
+  });
 }
 
 }  // namespace travune

@@ -73,7 +73,7 @@ class SrcFmtMorvane : public SrcFmt {
   const char* GetDescVersion() const override;
   const uint8_t* GetRawSample(int64_t scan, int32_t chan) const override;
   double ScaleSample(int32_t chan, const uint8_t* raw) const override;
-  void ScaleScansToFloat32(int64_t firstScan, int64_t scans, uint8_t* out) const override;
+  void ScaleScans(int64_t firstScan, int64_t scans, double* out) const override;
   bool HasValidChannelRecords() const override;
 
   int32_t HeaderForm() const { return headerForm_; }
@@ -102,6 +102,9 @@ class SrcFmtMorvane : public SrcFmt {
   int32_t headerForm_ = 0;
   int64_t scanSize_ = -1;
   mutable char versionText_[16] = {};
+  // The reference word scaled most recently: thermocouple pairs compensate with it. It belongs
+  // to this source alone, so two acquisitions never change each other's temperatures.
+  mutable uint16_t lastReferenceWord_ = 0;
 };
 
 }  // namespace travune

@@ -7,7 +7,7 @@
 #include <new>
 #include <utility>
 
-#include "support/LittleEndian.h"
+#include "source/BulkScaling.h"
 #include "support/Time.h"
 
 namespace travune {
@@ -134,10 +134,19 @@ void SrcFmtQuillon::InitTimeFormat() {
 double SrcFmtQuillon::ScaleSample(int32_t chan, const uint8_t* raw) const {
   if (!IsKnownChannel(chan)) return 0.0;
   const QuillonChannel& c = channels_[static_cast<size_t>(chan)];
-  const double v = le::F32(raw);
-  if (v <= c.lower) return c.lower;
-  if (v >= c.upper) return c.upper;
-  return v;
+  return ClampedFloatSample(raw, c.lower, c.upper);
+}
+
+void SrcFmtQuillon::ScaleScans(int64_t firstScan, int64_t scans, double* out) const {
+  if (!BlockSet() || Block() == nullptr) {
+    SrcFmt::ScaleScans(firstScan, scans, out);
+    return;
+  }
+  ScaleEachScan(RawSampleAt(firstScan, 0), GetScanSize(), scans, GetNumChans(), out,
+                [this](int32_t chan, const uint8_t* scan) {
+                  const QuillonChannel& c = channels_[static_cast<size_t>(chan)];
+                  return ClampedFloatSample(scan + 4 * chan, c.lower, c.upper);
+                });
 }
 
 }  // namespace travune

@@ -64,6 +64,7 @@ class SrcFmtQuillon : public SrcFmt {
   const char* GetDescVersion() const override;
   void InitTimeFormat() override;
   double ScaleSample(int32_t chan, const uint8_t* raw) const override;
+  void ScaleScans(int64_t firstScan, int64_t scans, double* out) const override;
 
  private:
   bool Parse(const uint8_t* image, size_t size);

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <new>
 
+#include "source/BulkScaling.h"
 #include "source/DriverLibrary.h"
 #include "source/Linear.h"
 #include "support/LittleEndian.h"
@@ -338,7 +339,22 @@ const uint8_t* SrcFmtTarquil::GetRawSample(int64_t scan, int32_t chan) const {
 
 double SrcFmtTarquil::ScaleSample(int32_t chan, const uint8_t* raw) const {
   if (!IsKnownChannel(chan)) return 0.0;
-  const Scaling& s = scaling_[static_cast<size_t>(chan)];
+  return ScaleWord(scaling_[static_cast<size_t>(chan)], raw);
+}
+
+// A scan's words lie back to back in channel order; the block's first scan starts skew words in.
+void SrcFmtTarquil::ScaleScans(int64_t firstScan, int64_t scans, double* out) const {
+  if (!BlockSet() || Block() == nullptr) {
+    SrcFmt::ScaleScans(firstScan, scans, out);
+    return;
+  }
+  ScaleEachScan(RawSampleAt(firstScan, skew_), GetScanSize(), scans, GetNumChans(), out,
+                [this](int32_t chan, const uint8_t* scan) {
+                  return ScaleWord(scaling_[static_cast<size_t>(chan)], scan + 2 * chan);
+                });
+}
+
+double SrcFmtTarquil::ScaleWord(const Scaling& s, const uint8_t* raw) {
   double x = s.unsignedRaw ? static_cast<double>(le::U16(raw)) : static_cast<double>(le::I16(raw));
   if (s.reciprocal && x == 0.0) x = 1.0;
   double v = x * s.m + s.b;

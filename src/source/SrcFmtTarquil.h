@@ -85,6 +85,7 @@ class SrcFmtTarquil : public SrcFmt {
   void InitTimeFormat() override;
   const uint8_t* GetRawSample(int64_t scan, int32_t chan) const override;
   double ScaleSample(int32_t chan, const uint8_t* raw) const override;
+  void ScaleScans(int64_t firstScan, int64_t scans, double* out) const override;
   bool HasValidChannelRecords() const override;
   uint32_t UserToRaw(int32_t chan, double value) const override;
   bool CanUserToRaw(int32_t chan) const override;
@@ -113,6 +114,7 @@ class SrcFmtTarquil : public SrcFmt {
   bool HasNoRates() const { return header_.preTrigRate == 0.0f && header_.postTrigRate == 0.0f; }
   void GetInputRange(const TarquilChannel& c, double* lower, double* upper) const;
   Scaling ComputeScaling(int32_t chan) const;
+  static double ScaleWord(const Scaling& s, const uint8_t* raw);
 
   TarquilHeader header_;
   std::vector<TarquilChannel> channels_;

@@ -1,37 +1,42 @@
-// Splits a path into drive, directory, base name and extension and builds it again.
+// Splits a path into drive, directory, base name and extension and builds it again; a path
+// whose parts do not fit their limits is refused, never cut.
 #pragma once
+
+#include <cstddef>
+#include <string>
 
 namespace travune {
 
 class FilePath {
  public:
-  static constexpr int kDriveSize = 64, kDirSize = 256, kBaseSize = 128, kExtSize = 64, kFullSize = 512;
+  // Each limit counts a terminator, as the fixed fields the parts end up in do: a part holds
+  // at most its limit - 1 characters.
+  static constexpr size_t kDriveSize = 64, kDirSize = 256, kBaseSize = 128, kExtSize = 64, kFullSize = 512;
 
-  FilePath();
+  FilePath() = default;
   FilePath(const FilePath&) = delete;
   FilePath& operator=(const FilePath&) = delete;
-  virtual ~FilePath();
+  virtual ~FilePath() = default;
 
-  // With a path: split it into its parts. Then build the full path from the parts and
-  // return it. Parts longer than their buffers are cut.
+  // With a path: split it into its parts. Then build the full path from the parts and return
+  // it. Null, with every part left as it was, when a part of path or the full path is too long.
   const char* Compose(const char* path);
+  // Replace one part (null text: keep it) and return it; null, the part unchanged, when text is
+  // too long.
   const char* SetBaseName(const char* text);
   const char* SetExtension(const char* text);
 
-  const char* Drive() const { return drive_; }
-  const char* Directory() const { return dir_; }
-  const char* BaseName() const { return base_; }
-  const char* Extension() const { return ext_; }
+  const char* Drive() const { return drive_.c_str(); }
+  const char* Directory() const { return dir_.c_str(); }
+  const char* BaseName() const { return base_.c_str(); }
+  const char* Extension() const { return ext_.c_str(); }
 
  private:
-  void Split(const char* path);
-  bool Owns(const char* text) const;
-
-  char* drive_;
-  char* dir_;
-  char* base_;
-  char* ext_;
-  char* full_;
+  std::string drive_;
+  std::string dir_;
+  std::string base_;
+  std::string ext_;
+  std::string full_;
 };
 
 }  // namespace travune

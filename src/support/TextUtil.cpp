@@ -37,12 +37,12 @@ char* Trim(char* text, const char* leadingSet, const char* trailingSet) {
   return text;
 }
 
-char* DupText(const char* text) {
-  if (text == nullptr) return nullptr;
-  const size_t length = std::strlen(text);
-  char* copy = new (std::nothrow) char[length + 1];
-  if (copy != nullptr) std::memcpy(copy, text, length + 1);
-  return copy;
+bool EqualsIgnoringAsciiCase(const char* a, const char* b) {
+  const auto fold = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+  for (; *a != '\0' && *b != '\0'; ++a, ++b) {
+    if (fold(*a) != fold(*b)) return false;
+  }
+  return *a == *b;
 }
 
 int64_t RoundUpToMultiple(int64_t x, int64_t m) {

@@ -1,5 +1,8 @@
-// Default behaviour of a target writer: nothing to prepare, nothing to finish, no bytes.
+// Default behaviour of a target writer (nothing to prepare, nothing to finish, no bytes) and the
+// scaled-value buffer every writer formats from.
 #include "writer/TgtFmt.h"
+
+#include <new>
 
 namespace travune {
 
@@ -9,6 +12,31 @@ bool TgtFmt::PreConvert(const char*, platform::File*, platform::File*, int64_t) 
 
 bool TgtFmt::PostConvert() { return true; }
 
-int64_t TgtFmt::ConvertDataBlock(int64_t, uint8_t*, int64_t) { return 0; }
+int64_t TgtFmt::ConvertDataBlock(int64_t, OutputArea&, int64_t) { return 0; }
+
+bool TgtFmt::PrepareBlocks(int64_t maxScansPerBlock) { return Reserve(maxScansPerBlock); }
+
+bool TgtFmt::Reserve(int64_t scans) {
+  const int64_t chans = NumChans();
+  if (scans <= 0 || chans <= 0) return true;
+  const uint64_t values = static_cast<uint64_t>(scans) * static_cast<uint64_t>(chans);
+  if (values / static_cast<uint64_t>(chans) != static_cast<uint64_t>(scans) || values > scaled_.max_size()) {
+    return false;
+  }
+  if (scaled_.size() >= values) return true;
+  try {
+    scaled_.resize(static_cast<size_t>(values));
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  return true;
+}
+
+const double* TgtFmt::ScaleBlock(int64_t firstScan, int64_t scans) {
+  if (scans <= 0) return scaled_.data();
+  if (!Reserve(scans)) return nullptr;
+  source_->ScaleScans(firstScan, scans, scaled_.data());
+  return scaled_.data();
+}
 
 }  // namespace travune

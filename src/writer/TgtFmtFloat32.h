@@ -8,7 +8,7 @@ namespace travune {
 class TgtFmtFloat32 : public TgtFmt {
  public:
   explicit TgtFmtFloat32(SrcFmt* source);
-  int64_t ConvertDataBlock(int64_t scans, uint8_t* out, int64_t firstScan) override;
+  int64_t ConvertDataBlock(int64_t scans, OutputArea& out, int64_t firstScan) override;
 };
 
 }  // namespace travune

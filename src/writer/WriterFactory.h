@@ -1,4 +1,4 @@
-// Creates the target writer for a format id: one row per writer.
+// Creates the target writer for a format id from the writer column of the target table.
 #pragma once
 
 #include <cstdint>
@@ -8,10 +8,7 @@
 
 namespace travune {
 
-struct WriterContext {
-  uint32_t flags = 0;             // conversion flags (bit 0: scan times wanted)
-  const char* listSeparator = ",";
-};
+using WriterMaker = std::unique_ptr<TgtFmt> (*)(int32_t formatId, SrcFmt* source, const WriterContext& context);
 
 // The writer for formatId, or null when the id has no writer or it could not be allocated.
 std::unique_ptr<TgtFmt> CreateWriter(int32_t formatId, SrcFmt* source, const WriterContext& context);

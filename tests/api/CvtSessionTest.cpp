@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -258,6 +259,103 @@ TEST(HasDiskSpace, ComparesFreeBytesWithTheNeed) {
   EXPECT_FALSE(HasDiskSpace("/tmp/x.F32", UINT64_MAX));
   // A volume that cannot be asked does not stop a conversion; creating the file will.
   EXPECT_TRUE(HasDiskSpace("/no/such/dir/x.F32", UINT64_MAX));
+}
+
+
+// Writers injected through the session's writer maker, each breaking one rule of the contract.
+enum class Misbehaviour { kFailsConstruction, kNegativeBlock, kFailsFinish, kTakesDataFile, kLiesAboutSize, kHeader };
+
+class ScriptedWriter : public TgtFmt {
+ public:
+  ScriptedWriter(SrcFmt* source, Misbehaviour how) : TgtFmt(source), how_(how) {
+    outputBytesPerScan_ = 2;
+    headerFile_ = how == Misbehaviour::kHeader;
+    ok_ = how != Misbehaviour::kFailsConstruction;
+  }
+  bool PreConvert(const char*, platform::File* data, platform::File* header, int64_t) override {
+    if (header != nullptr) header->WriteAt(0, "H", 1);
+    if (how_ == Misbehaviour::kHeader) data->WriteAt(0, "pre", 3);  // blocks must follow these bytes
+    if (how_ == Misbehaviour::kTakesDataFile) {
+      data->Close();
+      tookDataFile_ = true;
+    }
+    return true;
+  }
+  bool PostConvert() override { return how_ != Misbehaviour::kFailsFinish; }
+  int64_t ConvertDataBlock(int64_t scans, OutputArea& out, int64_t) override {
+    if (how_ == Misbehaviour::kNegativeBlock) return -5;
+    if (how_ == Misbehaviour::kTakesDataFile) return 0;  // it places its data itself
+    // A liar fills one byte more than two per scan, as a text writer that under-estimated would.
+    const size_t bytes = static_cast<size_t>(scans) * 2 + (how_ == Misbehaviour::kLiesAboutSize ? 1 : 0);
+    uint8_t* p = out.Extend(bytes);
+    if (p == nullptr) return static_cast<int64_t>(bytes);
+    for (size_t i = 0; i < bytes; ++i) p[i] = 'x';
+    return static_cast<int64_t>(bytes);
+  }
+
+ private:
+  Misbehaviour how_;
+};
+
+Misbehaviour gScript = Misbehaviour::kNegativeBlock;
+
+std::unique_ptr<TgtFmt> MakeScripted(int32_t, SrcFmt* source, const WriterContext&) {
+  return std::make_unique<ScriptedWriter>(source, gScript);
+}
+
+TEST_F(CvtSessionTest, ANullHeaderNameServesFormatsWithoutAHeaderFile) {
+  WriteCounterDescription(1);
+  WriteCountingData(10);
+  ASSERT_EQ(Open(), 20);
+  EXPECT_EQ(cvtInitDataFileEx(nullptr, Path("out.F32").c_str(), TRAVUNE_FMT_FLOAT32, 0), 0);
+  EXPECT_EQ(cvtConvertBinData(TRAVUNE_FMT_FLOAT32), 100);
+  EXPECT_EQ(cvtCloseDataFile(TRAVUNE_FMT_FLOAT32), 0);
+  EXPECT_EQ(ReadFile(Path("out.F32")).size(), 40u);
+  // DIAdem writes a header file: without its name the conversion cannot open.
+  EXPECT_EQ(cvtInitDataFileEx(nullptr, Path("out.R32").c_str(), TRAVUNE_FMT_DIADEM, 0), TRAVUNE_ERR_WRITER);
+  cvtCloseDataFile(TRAVUNE_FMT_DIADEM);
+}
+
+TEST_F(CvtSessionTest, HoldsEveryWriterToItsContract) {
+  struct Case {
+    Misbehaviour how;
+    int32_t init, convert, close;
+    const char* data;    // the output data file afterwards ("-" when absent)
+    const char* header;  // the header file afterwards ("-" when absent)
+  };
+  const Case cases[] = {
+      {Misbehaviour::kFailsConstruction, TRAVUNE_ERR_WRITER, TRAVUNE_ERR_DATA_CREATE, 0, "-", "-"},
+      {Misbehaviour::kNegativeBlock, 0, TRAVUNE_ERR_FAILED, 0, "", "-"},
+      {Misbehaviour::kFailsFinish, 0, 100, TRAVUNE_ERR_WRITER, "xxxxxxxxxxxxxxxxxxxx", "-"},
+      {Misbehaviour::kLiesAboutSize, 0, TRAVUNE_ERR_FAILED, 0, "", "-"},
+      {Misbehaviour::kTakesDataFile, 0, 100, 0, "", "-"},
+      {Misbehaviour::kHeader, 0, 100, 0, "prexxxxxxxxxxxxxxxxxxxx", "H"},
+  };
+  WriteCounterDescription(1);
+  WriteCountingData(10);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(static_cast<int>(c.how));
+    std::remove(Path("out.F32").c_str());
+    std::remove(Path("hdr").c_str());
+    gScript = c.how;
+    TheCvtSession().SetWriterMaker(MakeScripted);
+    ASSERT_EQ(Open(), 20);
+    EXPECT_EQ(Init(), c.init);
+    EXPECT_EQ(cvtConvertBinData(TRAVUNE_FMT_FLOAT32), c.convert);
+    EXPECT_EQ(cvtCloseDataFile(TRAVUNE_FMT_FLOAT32), c.close);
+    cvtReleaseResources();
+    TheCvtSession().SetWriterMaker(nullptr);
+    const auto text = [&](const char* name) {
+      struct stat st;
+      if (stat(Path(name).c_str(), &st) != 0) return std::string("-");
+      const std::vector<uint8_t> bytes = ReadFile(Path(name));
+      return std::string(bytes.begin(), bytes.end());
+    };
+    // The construction failure leaves no file: the writer is refused before any is created.
+    if (c.how == Misbehaviour::kFailsConstruction) EXPECT_EQ(text("out.F32"), "-");
+    else EXPECT_EQ(text("out.F32"), c.data);
+    EXPECT_EQ(text("hdr"), c.header);
+  }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // Tests of the POSIX platform layer: exclusive file locking, positioned I/O, the Windows-style
-// file-information record, free space, temp dir, locale, messages, modules and memory checks.
+// file-information record, free space, temp dir and private temp files, locale objects,
+// messages, modules, memory checks and the clock.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -262,39 +263,158 @@ TEST_F(PlatformFileTest, FreeDiskBytes) {
   EXPECT_FALSE(FreeDiskBytes(nullptr, &free));
 }
 
+// Sets TMPDIR (null: unsets it) while the object lives.
+class TmpDirSetting {
+ public:
+  explicit TmpDirSetting(const char* value) : had_(getenv("TMPDIR") != nullptr), saved_(had_ ? getenv("TMPDIR") : "") {
+    Set(value);
+  }
+  ~TmpDirSetting() { Set(had_ ? saved_.c_str() : nullptr); }
+  TmpDirSetting(const TmpDirSetting&) = delete;
+  TmpDirSetting& operator=(const TmpDirSetting&) = delete;
+  static void Set(const char* value) {
+    if (value != nullptr) {
+      setenv("TMPDIR", value, 1);
+    } else {
+      unsetenv("TMPDIR");
+    }
+  }
+
+ private:
+  bool had_;
+  std::string saved_;
+};
+
 TEST(PlatformTest, TempDirectoryEndsWithSeparator) {
-  const char* saved = getenv("TMPDIR");
-  const std::string savedValue = saved != nullptr ? saved : "";
   struct Case {
     const char* tmpdir;  // null: unset
     const char* expected;
   };
   const Case cases[] = {{nullptr, "/tmp/"}, {"", "/tmp/"}, {"/var/tmp", "/var/tmp/"}, {"/scratch/", "/scratch/"}};
+  const TmpDirSetting restore(getenv("TMPDIR"));
   for (const Case& c : cases) {
-    if (c.tmpdir != nullptr) {
-      setenv("TMPDIR", c.tmpdir, 1);
-    } else {
-      unsetenv("TMPDIR");
-    }
+    TmpDirSetting::Set(c.tmpdir);
     EXPECT_EQ(TempDirectory(), c.expected);
-  }
-  if (saved != nullptr) {
-    setenv("TMPDIR", savedValue.c_str(), 1);
-  } else {
-    unsetenv("TMPDIR");
   }
 }
 
-TEST(PlatformTest, ListSeparatorFollowsDecimalMark) {
-  const std::string saved = setlocale(LC_ALL, nullptr);
-  ASSERT_NE(setlocale(LC_ALL, "C"), nullptr);
-  EXPECT_EQ(ListSeparator(), ",");
-  const bool commaLocale = setlocale(LC_ALL, "de_DE.UTF-8") != nullptr || setlocale(LC_ALL, "fr_FR.UTF-8") != nullptr;
-  if (commaLocale) {
-    EXPECT_EQ(ListSeparator(), ";");
+TEST_F(PlatformFileTest, PrivateTempDirsAreNewAndOwnerOnly) {
+  const TmpDirSetting tmpdir(dir_.c_str());
+  const std::string first = MakePrivateTempDir();
+  const std::string second = MakePrivateTempDir();
+  ASSERT_FALSE(first.empty());
+  ASSERT_FALSE(second.empty());
+  EXPECT_NE(first, second);
+  for (const std::string& made : {first, second}) {
+    EXPECT_EQ(made.rfind(dir_ + "travune-", 0), 0u) << made;
+    EXPECT_EQ(made.back(), '/') << made;
+    struct stat st;
+    ASSERT_EQ(lstat(made.c_str(), &st), 0) << made;
+    EXPECT_TRUE(S_ISDIR(st.st_mode)) << made;
+    EXPECT_EQ(st.st_mode & 07777, 0700u) << made;
+    EXPECT_EQ(st.st_uid, getuid()) << made;
   }
+  // Only an empty directory is removed.
+  const std::string inside = first + "chan000.tmp";
+  ASSERT_TRUE(File::CreateExclusive(inside.c_str()).IsOpen());
+  EXPECT_FALSE(RemoveDir(first.c_str()));
+  ASSERT_TRUE(DeleteFile(inside.c_str()));
+  EXPECT_TRUE(RemoveDir(first.c_str()));
+  EXPECT_TRUE(RemoveDir(second.c_str()));
+  EXPECT_FALSE(PathExists(first.c_str()));
+  EXPECT_FALSE(RemoveDir(second.c_str()));
+  EXPECT_FALSE(RemoveDir(nullptr));
+
+  TmpDirSetting::Set((dir_ + "no-such-dir").c_str());
+  EXPECT_EQ(MakePrivateTempDir(), "");
+}
+
+// A name that already exists, as a file or as a symbolic link (to a file or to nowhere), is
+// refused, and what it points to is neither created nor changed.
+TEST_F(PlatformFileTest, CreateExclusiveRefusesAnythingAlreadyThere) {
+  const std::string target = WriteFileWith("target.bin", "keep me");
+  const std::string existing = WriteFileWith("existing.bin", "old");
+  const std::string toFile = PathOf("link-to-file.bin");
+  const std::string missingTarget = PathOf("not-there.bin");
+  const std::string toNowhere = PathOf("link-to-nowhere.bin");
+  ASSERT_EQ(symlink(target.c_str(), toFile.c_str()), 0);
+  ASSERT_EQ(symlink(missingTarget.c_str(), toNowhere.c_str()), 0);
+
+  for (const std::string& path : {existing, toFile, toNowhere, dir_}) {
+    EXPECT_FALSE(File::CreateExclusive(path.c_str()).IsOpen()) << path;
+  }
+  EXPECT_EQ(ReadAll(target), "keep me");
+  EXPECT_EQ(ReadAll(existing), "old");
+  EXPECT_FALSE(PathExists(missingTarget.c_str()));
+  EXPECT_FALSE(File::CreateExclusive(nullptr).IsOpen());
+}
+
+TEST_F(PlatformFileTest, CreateExclusiveMakesAnOwnerOnlyLockedFile) {
+  const std::string path = PathOf("fresh.tmp");
+  File file = File::CreateExclusive(path.c_str());
+  ASSERT_TRUE(file.IsOpen());
+  struct stat st;
+  ASSERT_EQ(stat(path.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0600u);
+  EXPECT_EQ(file.Size(), 0);
+  ASSERT_TRUE(file.Write("abc", 3));
+  char back[3] = {};
+  ASSERT_TRUE(file.ReadAt(0, back, 3));  // opened for reading too
+  EXPECT_EQ(std::string(back, 3), "abc");
+  EXPECT_FALSE(File::OpenRead(path.c_str()).IsOpen());  // held like every other open
+  file.Close();
+  EXPECT_EQ(ReadAll(path), "abc");
+}
+
+// ---- Locale objects --------------------------------------------------------------------
+
+// The decimal mark the environment's locale gives, asked through the global locale (not the
+// way the platform layer asks), and the global locale put back.
+char EnvironmentDecimalMark() {
+  const std::string saved = setlocale(LC_ALL, nullptr);
+  const char* set = setlocale(LC_NUMERIC, "");
+  const char mark = set != nullptr ? localeconv()->decimal_point[0] : '.';
   setlocale(LC_ALL, saved.c_str());
-  if (!commaLocale) GTEST_SKIP() << "no locale with a decimal comma is installed";
+  return mark;
+}
+
+std::string Printed(double value) {
+  char text[32];
+  snprintf(text, sizeof text, "%.2f", value);
+  return text;
+}
+
+TEST(LocaleObjectsTest, UserConventionsFollowTheEnvironment) {
+  // make test runs this under LC_ALL=C and under LC_ALL=de_DE.UTF-8.
+  const NumberConventions& conventions = UserNumberConventions();
+  EXPECT_EQ(conventions.decimalMark, EnvironmentDecimalMark());
+  EXPECT_EQ(conventions.listSeparator, conventions.decimalMark == ',' ? ";" : ",");
+  EXPECT_EQ(&UserNumberConventions(), &conventions);  // read once
+}
+
+// Scoped locales change the calling thread's locale only, restore it on the way out (nested
+// too), and never touch the process's global locale.
+TEST(LocaleObjectsTest, ScopedLocalesSwitchTheThreadOnly) {
+  const locale_t german = newlocale(LC_ALL_MASK, "de_DE.UTF-8", nullptr);
+  ASSERT_NE(german, nullptr) << "scripts/install-deps.sh generates de_DE.UTF-8";
+  const std::string globalBefore = setlocale(LC_ALL, nullptr);
+  const locale_t before = uselocale(german);
+  ASSERT_EQ(Printed(2.5), "2,50");
+  {
+    const ScopedCLocale c;
+    EXPECT_EQ(Printed(2.5), "2.50");
+    EXPECT_EQ(strtod("0.75", nullptr), 0.75);
+    {
+      const ScopedUserLocale user;
+      EXPECT_EQ(Printed(2.5), std::string("2") + UserNumberConventions().decimalMark + "50");
+    }
+    EXPECT_EQ(Printed(2.5), "2.50");
+  }
+  EXPECT_EQ(Printed(2.5), "2,50");
+  EXPECT_EQ(strtod("0,75", nullptr), 0.75);
+  EXPECT_EQ(uselocale(before), german);
+  freelocale(german);
+  EXPECT_EQ(setlocale(LC_ALL, nullptr), globalBefore);
 }
 
 TEST(PlatformTest, ShowMessageWritesOneLineToStandardError) {
@@ -368,6 +488,26 @@ TEST(PlatformTest, WritableMemory) {
   for (size_t i = 0; i < 2 * page; ++i) ASSERT_EQ(pages[i], static_cast<uint8_t>(i * 7));
   EXPECT_STREQ(literal, "a string literal in read-only data");
   munmap(pages, 2 * page);
+}
+
+LocalTime FixedTime() { return LocalTime{2024, 2, 29, 23, 59, 58, 999}; }
+
+TEST(PlatformTest, ASetClockReplacesTheSystemClockUntilCleared) {
+  SetClock(&FixedTime);
+  const LocalTime fixed = CurrentLocalTime();
+  SetClock(nullptr);
+  EXPECT_EQ(fixed.year, 2024);
+  EXPECT_EQ(fixed.month, 2);
+  EXPECT_EQ(fixed.day, 29);
+  EXPECT_EQ(fixed.hour, 23);
+  EXPECT_EQ(fixed.minute, 59);
+  EXPECT_EQ(fixed.second, 58);
+  EXPECT_EQ(fixed.millisecond, 999);
+  // Cleared: the system clock again.
+  const time_t now = time(nullptr);
+  struct tm fields = {};
+  localtime_r(&now, &fields);
+  EXPECT_EQ(CurrentLocalTime().year, fields.tm_year + 1900);
 }
 
 TEST(PlatformTest, CurrentLocalTimeIsNow) {

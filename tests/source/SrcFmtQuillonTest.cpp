@@ -6,13 +6,10 @@
 
 #include <cstring>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "samples/SampleLayout.h"
-#include "samples/Samples.h"
 #include "support/LittleEndian.h"
 
 namespace travune {
@@ -275,35 +272,6 @@ TEST(SrcFmtQuillonTest, ScanTimesAreDatedFromTheTrigger) {
   fast.scanRate = 2000.0;
   const std::vector<uint8_t> image = Image(fast);
   EXPECT_EQ(SrcFmtQuillon(image.data(), image.size()).NativeTimeFormat().digits, 6u);
-}
-
-// The sample generator's acquisition: every value and scan time as the generator meant it.
-TEST(SrcFmtQuillonTest, MatchesTheSampleGenerator) {
-  samples::SampleSpec acq;
-  acq.type = 5;
-  acq.scans = 301;
-  acq.chans = 6;
-  acq.preTrig = 40;
-  const std::unique_ptr<samples::SampleLayout> layout = samples::MakeLayout(acq);
-  const std::vector<uint8_t> description = layout->Description();
-  std::vector<uint8_t> data;
-  layout->AppendScans(0, acq.scans, &data);
-  SrcFmtQuillon source(description.data(), description.size());
-  ASSERT_EQ(source.GetStatus(), 0);
-  ASSERT_EQ(source.GetNumChans(), acq.chans);
-  source.SetDataFileSize(static_cast<double>(data.size()));
-  ASSERT_EQ(source.GetNumScans(), acq.scans);
-  source.SetRawBlock(data.data(), acq.scans, 0);
-  for (int64_t scan = 0; scan < acq.scans; ++scan) {
-    for (int32_t chan = 0; chan < acq.chans; ++chan) {
-      double v = 0.0;
-      source.GetScaledValue(scan, chan, &v);
-      ASSERT_EQ(v, samples::ExpectedValue(acq, scan, chan)) << "scan " << scan << " chan " << chan;
-    }
-    double t = 0.0;
-    ASSERT_TRUE(source.GetNativeScanTime(scan, &t));
-    ASSERT_DOUBLE_EQ(t, samples::ExpectedScanTime(acq, scan)) << scan;
-  }
 }
 
 }  // namespace

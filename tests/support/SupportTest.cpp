@@ -242,19 +242,50 @@ TEST(FilePathTest, OwnResultAsInput) {
   EXPECT_STREQ(fp.BaseName(), "");
 }
 
-TEST(FilePathTest, OverlongPartsAreCut) {
-  const std::string longDir = std::string(600, 'd') + "/";
-  const std::string longBase(300, 'b');
-  const std::string longExt = "." + std::string(100, 'e');
+// Each part holds at most its limit − 1 characters; one more and the path is refused whole,
+// with the parts of the last accepted path kept.
+TEST(FilePathTest, APartTooLongIsRefusedNotCut) {
+  const std::string dir255 = std::string(254, 'd') + "/";
+  const std::string base127(127, 'b');
+  const std::string ext63 = "." + std::string(62, 'e');
+  struct Case {
+    const char* what;
+    std::string path;
+    bool accepted;
+  };
+  const Case cases[] = {
+      {"every part at its limit", dir255 + base127 + ext63, true},
+      {"directory one over", "d" + dir255 + base127 + ext63, false},
+      {"base name one over", dir255 + "b" + base127 + ext63, false},
+      {"extension one over", dir255 + base127 + ext63 + "e", false},
+      {"a long directory of short names", std::string(300, 'x') + "/" + "run.DSC", false},
+  };
+  for (const Case& c : cases) {
+    FilePath fp;
+    ASSERT_NE(fp.Compose("/kept/old.dsc"), nullptr);
+    const char* full = fp.Compose(c.path.c_str());
+    if (c.accepted) {
+      ASSERT_NE(full, nullptr) << c.what;
+      EXPECT_EQ(full, c.path) << c.what;
+      EXPECT_EQ(std::strlen(full), size_t{255 + 127 + 63}) << c.what;
+    } else {
+      EXPECT_EQ(full, nullptr) << c.what;
+      EXPECT_STREQ(fp.Directory(), "/kept/") << c.what;
+      EXPECT_STREQ(fp.BaseName(), "old") << c.what;
+      EXPECT_STREQ(fp.Extension(), ".dsc") << c.what;
+      EXPECT_STREQ(fp.Compose(nullptr), "/kept/old.dsc") << c.what;
+    }
+  }
+}
+
+TEST(FilePathTest, SettingAPartTooLongIsRefused) {
   FilePath fp;
-  const char* full = fp.Compose((longDir + longBase + longExt).c_str());
-  EXPECT_EQ(std::strlen(fp.Directory()), size_t{FilePath::kDirSize - 1});
-  EXPECT_EQ(std::string(fp.BaseName()), longBase.substr(0, FilePath::kBaseSize - 1));
-  EXPECT_EQ(std::string(fp.Extension()), longExt.substr(0, FilePath::kExtSize - 1));
-  // 255 + separator + 127 + 63 = 446 characters fit the full path.
-  EXPECT_EQ(std::strlen(full), size_t{FilePath::kDirSize - 1 + 1 + FilePath::kBaseSize - 1 + FilePath::kExtSize - 1});
-  fp.SetBaseName(std::string(1000, 'n').c_str());
-  EXPECT_EQ(std::strlen(fp.BaseName()), size_t{FilePath::kBaseSize - 1});
+  fp.Compose("/d/x.dsc");
+  EXPECT_EQ(fp.SetBaseName(std::string(128, 'n').c_str()), nullptr);
+  EXPECT_EQ(fp.SetExtension(("." + std::string(63, 'e')).c_str()), nullptr);
+  EXPECT_STREQ(fp.Compose(nullptr), "/d/x.dsc");
+  EXPECT_STREQ(fp.SetBaseName(std::string(127, 'n').c_str()), std::string(127, 'n').c_str());
+  EXPECT_STREQ(fp.Compose(nullptr), ("/d/" + std::string(127, 'n') + ".dsc").c_str());
 }
 
 // ---- Text helpers --------------------------------------------------------------------------

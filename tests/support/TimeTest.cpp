@@ -33,42 +33,19 @@ TEST(TimeTest, SplitSecondsCases) {
   }
 }
 
-TEST(TimeTest, SplitSecondsIsExactForEveryWholeSecondOfTwoDays) {
-  for (int32_t k = 0; k < 2 * 86400; ++k) {
-    int32_t second = 0, minute = 0, hour = 0;
-    SplitSeconds(static_cast<double>(k), &second, &minute, &hour);
-    ASSERT_EQ(hour, k / 3600) << k;
-    ASSERT_EQ(minute, k % 3600 / 60) << k;
-    ASSERT_EQ(second, k % 60) << k;
-  }
-}
-
 TEST(TimeTest, DaysToCalendarCases) {
   struct Case {
     double days;
     int32_t year, month, day, dayOfYear, hour, minute, second;
   };
+  // Whole days are checked against the C library below; these add times of day.
   const Case cases[] = {
       {37623.0, 103, 0, 2, 2, 0, 0, 0},     // 2 January 2003
       {37623.5, 103, 0, 2, 2, 12, 0, 0},
       {37623.25, 103, 0, 2, 2, 6, 0, 0},
       {37623.0 + 47655.0 / 86400.0, 103, 0, 2, 2, 13, 14, 15},
-      {367.0, 1, 0, 1, 1, 0, 0, 0},         // 1 January 1901
-      {1462.0, 4, 0, 1, 1, 0, 0, 0},        // 1 January 1904
-      {1521.0, 4, 1, 29, 60, 0, 0, 0},      // 29 February 1904
-      {1522.0, 4, 2, 1, 61, 0, 0, 0},       // 1 March 1904
-      {1827.0, 4, 11, 31, 366, 0, 0, 0},    // 31 December 1904, last day of the first cycle
-      {1828.0, 5, 0, 1, 1, 0, 0, 0},        // 1 January 1905
-      {36585.0, 100, 1, 29, 60, 0, 0, 0},   // 29 February 2000
-      {71955.0, 196, 11, 31, 366, 0, 0, 0}, // 31 December 2096
-      {73050.0, 199, 11, 31, 365, 0, 0, 0}, // 31 December 2099
       // Outside the four-year cycle's range the true (Gregorian) date is given.
-      {0.0, -1, 11, 30, 364, 0, 0, 0},      // 30 December 1899
-      {2.0, 0, 0, 1, 1, 0, 0, 0},           // 1 January 1900
       {61.0, 0, 2, 1, 60, 0, 0, 0},         // 1 March 1900 (1900 has no 29 February)
-      {366.0, 0, 11, 31, 365, 0, 0, 0},     // 31 December 1900
-      {73109.0, 200, 1, 28, 59, 0, 0, 0},   // 28 February 2100
-      {73110.0, 200, 2, 1, 60, 0, 0, 0},    // 1 March 2100 (2100 has no 29 February)
       {-0.25, -1, 11, 29, 363, 18, 0, 0},   // 29 December 1899, 18:00
   };
   for (const Case& c : cases) {
@@ -150,10 +127,9 @@ TEST(TimeTest, CalendarToDaysCases) {
     int32_t year, month, day, hour, minute, second;
     double expected;
   };
+  // Whole days come back through the round trip above; these are worked out by hand.
   const Case cases[] = {
-      {103, 0, 2, 0, 0, 0, 37623.0},   {103, 0, 2, 12, 0, 0, 37623.5}, {1, 0, 1, 0, 0, 0, 367.0},
-      {100, 1, 29, 0, 0, 0, 36585.0},  {100, 2, 1, 0, 0, 0, 36586.0},  {4, 11, 31, 0, 0, 0, 1827.0},
-      {199, 11, 31, 18, 0, 0, 73050.75},
+      {103, 0, 2, 12, 0, 0, 37623.5}, {100, 1, 29, 0, 0, 0, 36585.0}, {199, 11, 31, 18, 0, 0, 73050.75},
   };
   for (const Case& c : cases) {
     CalendarTime t;

@@ -1,14 +1,19 @@
 // Runs the built travune tool in a temporary directory: exit codes, type and format names,
-// sample file names, output naming, refusal to overwrite inputs, and outputs kept intact when
-// a conversion fails.
+// sample file names, output naming, refusal to overwrite inputs, outputs kept intact when a
+// conversion fails, and what info --json and dump print.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -173,8 +178,8 @@ TEST_F(CliTest, ExistingOutputSurvivesAFailedConversionAndIsReplacedByASuccessfu
   // Scans 900..1399 run past the end of the 1000-scan data file.
   const RunResult failed = Run("convert run.DSC --to Float32 -o out.f32 --scans 900:500");
   EXPECT_EQ(failed.exitCode, 1);
-  EXPECT_NE(failed.err.find("-1002"), std::string::npos) << failed.err;
-  EXPECT_NE(failed.err.find("run.bin"), std::string::npos) << failed.err;
+  EXPECT_NE(failed.err.find("runs past"), std::string::npos) << failed.err;
+  EXPECT_NE(failed.err.find("run.DSC"), std::string::npos) << failed.err;
   EXPECT_EQ(ReadText(dir_ / "out.f32"), "precious");
   EXPECT_EQ(BackupFiles(), 0);
   // A failure without an earlier output leaves no partial file behind.
@@ -189,7 +194,7 @@ TEST_F(CliTest, ExistingOutputSurvivesAFailedConversionAndIsReplacedByASuccessfu
 
 TEST_F(CliTest, SaysWhichTypeItGuessed) {
   MakeMorvaneSample();
-  const RunResult guessed = Run("convert run.DSC --to Float32");
+  const RunResult guessed = Run("convert run.DSC --to Float32 -v");
   ASSERT_EQ(guessed.exitCode, 0) << guessed.err;
   EXPECT_NE(guessed.err.find("morvane"), std::string::npos) << guessed.err;
   EXPECT_NE(guessed.err.find("guess"), std::string::npos) << guessed.err;
@@ -203,16 +208,97 @@ TEST_F(CliTest, SaysWhichTypeItGuessed) {
   EXPECT_NE(unknown.err.find("--type"), std::string::npos) << unknown.err;
 }
 
-TEST_F(CliTest, DemoConvertsEveryVariant) {
+TEST_F(CliTest, DemoConvertsEveryVariantIntoEveryFormat) {
   const RunResult demo = Run("demo showcase");
-  ASSERT_EQ(demo.exitCode, 0) << demo.err;
+  ASSERT_EQ(demo.exitCode, 0) << demo.err << demo.out;
+  EXPECT_EQ(demo.out.find("failed"), std::string::npos) << demo.out;
+  // One folder per format, one output per sample in each.
+  for (const char* format : {"DIAdem", "ASCII", "DADiSP", "DASYLab", "Matlab", "Halvard", "SM", "UnvASCII",
+                             "UnvBinary", "Wav", "MEscope", "Pernix", "Float32", "Text"}) {
+    EXPECT_TRUE(fs::is_directory(dir_ / "showcase" / format)) << format;
+  }
   for (const char* name : {"morvane", "tarquil", "tarquil-packed", "brenlow", "brenlow-stamps", "vexmoor", "threnix",
                            "quillon", "celdrin", "celdrin-stamps"}) {
-    const fs::path output = dir_ / "showcase" / (std::string(name) + ".F32");
-    EXPECT_TRUE(fs::exists(output)) << name;
-    EXPECT_NE(demo.out.find(output.filename().string()), std::string::npos) << name;
+    EXPECT_TRUE(fs::exists(dir_ / "showcase" / "Float32" / (std::string(name) + ".F32"))) << name;
+    EXPECT_NE(demo.out.find(std::string(name) + ".F32"), std::string::npos) << name;
   }
-  EXPECT_EQ(fs::file_size(dir_ / "showcase/morvane.F32"), 2000u * 15u * 4u);
+  // 2000 scans of 15 channels as 4-byte floats.
+  EXPECT_EQ(fs::file_size(dir_ / "showcase/Float32/morvane.F32"), 2000u * 15u * 4u);
+}
+
+// ---- info and dump through Data File Access ---------------------------------------------
+
+std::vector<std::vector<std::string>> TableRows(const std::string& text) {
+  std::vector<std::vector<std::string>> rows;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    std::vector<std::string> cells;
+    std::istringstream fields(line);
+    for (std::string cell; std::getline(fields, cell, '\t');) cells.push_back(cell);
+    rows.push_back(cells);
+  }
+  return rows;
+}
+
+TEST_F(CliTest, InfoAsJson) {
+  ASSERT_EQ(Run("sample --type morvane --scans 1000 --pretrig 100 run").exitCode, 0);
+  const RunResult r = Run("info run.DSC --json --type morvane");
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 1);
+  for (const char* field : {"\"scans\":1000,", "\"programmedScans\":1000,", "\"preTrigScans\":100,",
+                            "\"times\":\"relative\"",
+                            "{\"label\":\"Sine\",\"units\":\"V\",\"lower\":-5,\"upper\":5,\"precision\":4}"}) {
+    EXPECT_NE(r.out.find(field), std::string::npos) << field << " in " << r.out;
+  }
+  // 1000 scans/s: scan 0 lies 0.1 s before the trigger scan, scan 999 0.899 s after it.
+  const auto number = [&](const std::string& key) {
+    const size_t at = r.out.find("\"" + key + "\":");
+    return at == std::string::npos ? 1e9 : std::strtod(r.out.c_str() + at + key.size() + 3, nullptr);
+  };
+  EXPECT_NEAR(number("firstScanTime"), -0.1, 1e-9);
+  EXPECT_NEAR(number("lastScanTime"), 0.899, 1e-9);
+  const std::string labels = "\"label\":";
+  size_t channels = 0;
+  for (size_t at = r.out.find(labels); at != std::string::npos; at = r.out.find(labels, at + 1)) ++channels;
+  EXPECT_EQ(channels, 15u);
+}
+
+// The printed values read back to the very floats a Float32 conversion writes.
+TEST_F(CliTest, DumpPrintsTheConvertedFloats) {
+  MakeMorvaneSample();
+  ASSERT_EQ(Run("convert run.DSC --to Float32 -o all.f32").exitCode, 0);
+  const std::string all = ReadText(dir_ / "all.f32");
+  const RunResult r = Run("dump run.DSC --scans 990:20 --time");
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  const std::vector<std::vector<std::string>> rows = TableRows(r.out);
+  ASSERT_EQ(rows.size(), 11u);  // clipped at the 1000th scan
+  ASSERT_EQ(rows[0].size(), 17u);
+  EXPECT_EQ(rows[0][0], "scan");
+  EXPECT_EQ(rows[0][1], "time [s]");
+  EXPECT_EQ(rows[0][2], "Sine [V]");
+  for (size_t i = 1; i < rows.size(); ++i) {
+    ASSERT_EQ(rows[i].size(), 17u) << i;
+    const size_t scan = 989 + i;
+    EXPECT_EQ(rows[i][0], std::to_string(scan));
+    EXPECT_NEAR(std::stod(rows[i][1]), static_cast<double>(scan) / 1000.0, 1e-9);  // 1000 scans/s, no pre-trigger
+    for (size_t c = 0; c < 15; ++c) {
+      float expected = 0.0f;
+      std::memcpy(&expected, all.data() + 4 * (scan * 15 + c), 4);
+      const float printed = std::strtof(rows[i][2 + c].c_str(), nullptr);
+      EXPECT_EQ(std::memcmp(&printed, &expected, 4), 0) << "scan " << scan << " channel " << c;
+    }
+  }
+  const RunResult one = Run("dump run.DSC --chan 7 --scans 0:3");
+  ASSERT_EQ(one.exitCode, 0) << one.err;
+  EXPECT_EQ(TableRows(one.out).size(), 4u);
+  EXPECT_EQ(TableRows(one.out)[0], (std::vector<std::string>{"scan", "Ramp [V]"}));
+
+  const struct {
+    const char* args;
+    int exitCode;
+  } failures[] = {{"dump run.DSC --chan 15", 1}, {"dump run.DSC --scans 1001:1", 1}, {"dump run.DSC --scans 5", 2},
+                  {"dump run.DSC --chan x", 2},  {"dump", 2},                      {"dump --help", 0}};
+  for (const auto& f : failures) EXPECT_EQ(Run(f.args).exitCode, f.exitCode) << f.args;
 }
 
 }  // namespace

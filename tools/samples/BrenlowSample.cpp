@@ -11,11 +11,13 @@
 // time source and its three floats per scan hold the clock time of the scan.
 #include "samples/BrenlowSample.h"
 
+#include <algorithm>
 #include <cmath>
 
-#include "samples/ByteBuilder.h"
 #include "samples/Calendar.h"
 #include "samples/SignalTable.h"
+#include "support/ByteBuilder.h"
+#include "support/LittleEndian.h"
 
 namespace travune::samples {
 namespace {
@@ -81,6 +83,11 @@ float BrenlowSample::Value(int64_t scan, int chan) const {
   return static_cast<float>(records_[static_cast<size_t>(chan)].wave.At(scan));
 }
 
+double BrenlowSample::PlainValue(int64_t scan, int chan) const {
+  const BrenlowRecord& r = records_[static_cast<size_t>(chan)];
+  return std::clamp(static_cast<double>(Value(scan, chan)), r.lower, r.upper);
+}
+
 std::array<float, 3> BrenlowSample::Stamp(int64_t scan) const {
   const int64_t seconds = kFirstStampSeconds + scan / 128;
   const int64_t fraction = (scan % 128) * 2;
@@ -93,12 +100,12 @@ void BrenlowSample::AppendScans(int64_t first, int64_t count, std::vector<uint8_
   uint8_t* p = Grow(out, count * ScanBytes());
   for (int64_t scan = first; scan < first + count; ++scan) {
     for (const SignalTable& table : tables) {
-      StoreF32(p, static_cast<float>(table.At(scan)));
+      le::PutF32(p, static_cast<float>(table.At(scan)));
       p += 4;
     }
     if (Request().stamps) {
       for (const float f : Stamp(scan)) {
-        StoreF32(p, f);
+        le::PutF32(p, f);
         p += 4;
       }
     }

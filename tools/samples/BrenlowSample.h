@@ -36,6 +36,9 @@ class BrenlowSample : public SampleLayout {
   // Relative days without stamps; with stamps the Automation date of the stamp (scan 0 at
   // 15 March 2024, 12:00:00, then 1/128 s per scan).
   double ScanTime(int64_t scan) const override;
+  // The float written, clamped to the record's range as every reading shows it; exact.
+  double PlainValue(int64_t scan, int chan) const override;
+  double Tolerance(int) const override { return 0.0; }
 
   const std::vector<BrenlowRecord>& Records() const { return records_; }
   // The float written for user channel chan (record chan) at scan.

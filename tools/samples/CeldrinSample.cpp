@@ -2,15 +2,18 @@
 //
 // Rates: pre-trigger 100 scans/s, post-trigger 1000 scans/s; pre-trigger count as requested;
 // post-stop count a tenth of the scans (at most the scans after the trigger). Channels
-// (countsPerUnit, kind, gain, offset; raw word):
-//   0 "Volts"   3200, "VOLT" (analog), gain 2, offset 0.5   sine, period 100, −30000..30000
-//   1 "TempC"   "Deg C"                    sine, period 500, 200..300 (20..30 °C)
-//   2 "TempF"   "Deg F"                    ramp, period 400, −100..1000 (−10..100 °C)
-//   3 "TempK"   "Deg K"                    sine, period 300, 0..500 (0..50 °C)
-//   4 "TempR"   "Deg R"                    square, period 200, 400 / 100 (40 / 10 °C)
+// (countsPerUnit, kind, gain, offset; the value over time, in the channel's units):
+//   0 "Volts"   3200, "VOLT" (analog), gain 2, offset 0.5   sine, period 100, −18..19 V
+//   1 "TempC"   "Deg C"                    sine, period 500, 20..30 °C
+//   2 "TempF"   "Deg F"                    ramp, period 400, 14..212 °F (−10..100 °C)
+//   3 "TempK"   "Deg K"                    sine, period 300, 273.15..323.15 K (0..50 °C)
+//   4 "TempR"   "Deg R"                    square, period 200, 563.67 / 509.67 °R (40 / 10 °C)
 //   5 "Digital" "DIGITAL", offset 32768 (so the value is the unsigned word)
 //                                          counter modulo 65536
 //   6+ "SineN"  as channel 0               sine, period 100 + 10·(N − 5)
+// Each value is encoded into the nearest word: an analog channel counts countsPerUnit per
+// unit before its gain and offset, a temperature counts tenths of a degree Celsius (°F = °C ·
+// 1.8 + 32, K = °C + 273.15, °R = K · 1.8), the digital channel counts from 32768.
 // Positions are 0, 1, 2, ...; with --stamps 5, 6, 7, ... and words 0..4 hold the clock stamp:
 // hour, minute, second, microseconds (u32), month, day, year mod 100.
 #include "samples/CeldrinSample.h"
@@ -18,10 +21,12 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <optional>
 
-#include "samples/ByteBuilder.h"
 #include "samples/Calendar.h"
 #include "samples/SignalTable.h"
+#include "support/ByteBuilder.h"
+#include "support/LittleEndian.h"
 
 namespace travune::samples {
 namespace {
@@ -49,8 +54,33 @@ CeldrinChannel AnalogChannel(const std::string& label, Waveform wave) {
   return c;
 }
 
-// The raw word of a sample value: two's complement for negative values.
-uint16_t WordOf(double value) { return static_cast<uint16_t>(static_cast<int32_t>(std::lround(value))); }
+// °C per degree of a temperature kind and the kind's reading at 0 °C; none for the other kinds.
+struct TemperatureUnit {
+  double perCelsius;
+  double atZeroCelsius;
+};
+
+std::optional<TemperatureUnit> TemperatureUnitOf(const std::string& kind) {
+  if (kind == "Deg C") return TemperatureUnit{1.0, 0.0};
+  if (kind == "Deg F") return TemperatureUnit{1.8, 32.0};
+  if (kind == "Deg K") return TemperatureUnit{1.0, 273.15};
+  if (kind == "Deg R") return TemperatureUnit{1.8, 273.15 * 1.8};
+  return std::nullopt;
+}
+
+// The count a value means: value = gain × reading + offset, the reading in tenths of °C for a
+// temperature, in counts / countsPerUnit otherwise (from 32768 for the digital channel).
+double CountsFor(const CeldrinChannel& c, double value) {
+  const double reading = (value - static_cast<double>(c.offset)) / static_cast<double>(c.gain);
+  if (const std::optional<TemperatureUnit> unit = TemperatureUnitOf(c.kind)) {
+    return (reading - unit->atZeroCelsius) / unit->perCelsius * 10.0;
+  }
+  const double counts = reading * static_cast<double>(c.countsPerUnit);
+  return c.kind == "DIGITAL" ? counts + 32768.0 : counts;
+}
+
+// The raw word of a count: two's complement for negative counts.
+uint16_t WordOf(double counts) { return static_cast<uint16_t>(static_cast<int32_t>(std::lround(counts))); }
 
 std::string FloatText(float v) {
   char text[32];
@@ -61,16 +91,16 @@ std::string FloatText(float v) {
 }  // namespace
 
 CeldrinSample::CeldrinSample(const SampleSpec& request) : SampleLayout(request) {
-  channels_.push_back(AnalogChannel("Volts", {Shape::Sine, 100, -30000, 30000}));
-  channels_.push_back(Channel("TempC", "Deg C", "degC", {Shape::Sine, 500, 200, 300}));
-  channels_.push_back(Channel("TempF", "Deg F", "degF", {Shape::Ramp, 400, -100, 1000}));
-  channels_.push_back(Channel("TempK", "Deg K", "K", {Shape::Sine, 300, 0, 500}));
-  channels_.push_back(Channel("TempR", "Deg R", "degR", {Shape::Square, 200, 100, 400}));
+  channels_.push_back(AnalogChannel("Volts", {Shape::Sine, 100, -18, 19}));
+  channels_.push_back(Channel("TempC", "Deg C", "degC", {Shape::Sine, 500, 20, 30}));
+  channels_.push_back(Channel("TempF", "Deg F", "degF", {Shape::Ramp, 400, 14, 212}));
+  channels_.push_back(Channel("TempK", "Deg K", "K", {Shape::Sine, 300, 273.15, 323.15}));
+  channels_.push_back(Channel("TempR", "Deg R", "degR", {Shape::Square, 200, 509.67, 563.67}));
   channels_.push_back(Channel("Digital", "DIGITAL", "", {Shape::Counter, 65536, 0, 65535}));
   channels_.back().offset = 32768.0f;
   for (int n = kOwnChannels; n < request.chans; ++n) {
     channels_.push_back(
-        AnalogChannel("Sine" + std::to_string(n), {Shape::Sine, 100 + 10 * (n - kOwnChannels + 1), -30000, 30000}));
+        AnalogChannel("Sine" + std::to_string(n), {Shape::Sine, 100 + 10 * (n - kOwnChannels + 1), -18, 19}));
   }
 }
 
@@ -93,7 +123,18 @@ std::vector<uint8_t> CeldrinSample::Description() const {
 }
 
 uint16_t CeldrinSample::Word(int64_t scan, int chan) const {
-  return WordOf(channels_[static_cast<size_t>(chan)].wave.At(scan));
+  const CeldrinChannel& c = channels_[static_cast<size_t>(chan)];
+  return WordOf(CountsFor(c, c.wave.At(scan)));
+}
+
+double CeldrinSample::PlainValue(int64_t scan, int chan) const { return channels_[static_cast<size_t>(chan)].wave.At(scan); }
+
+// Half a count: a tenth of °C in the kind's unit, or 1 / countsPerUnit, under the gain.
+double CeldrinSample::Tolerance(int chan) const {
+  const CeldrinChannel& c = channels_[static_cast<size_t>(chan)];
+  const std::optional<TemperatureUnit> unit = TemperatureUnitOf(c.kind);
+  const double perCount = unit ? unit->perCelsius / 10.0 : 1.0 / static_cast<double>(c.countsPerUnit);
+  return 0.5 * perCount * std::fabs(static_cast<double>(c.gain));
 }
 
 int64_t CeldrinSample::RelativeMicroseconds(int64_t scan) const {
@@ -124,8 +165,8 @@ void CeldrinSample::AppendScans(int64_t first, int64_t count, std::vector<uint8_
       const std::array<uint8_t, 10> stamp = Stamp(scan);
       p = std::copy(stamp.begin(), stamp.end(), p);
     }
-    for (const SignalTable& table : tables) {
-      StoreU16(p, WordOf(table.At(scan)));
+    for (size_t c = 0; c < channels_.size(); ++c) {
+      le::PutU16(p, WordOf(CountsFor(channels_[c], tables[c].At(scan))));
       p += 2;
     }
   }

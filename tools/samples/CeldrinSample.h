@@ -18,7 +18,7 @@ struct CeldrinChannel {
   std::string label;
   std::string kind;  // "DIGITAL", a temperature unit "Deg C/F/K/R", or anything else: analog
   std::string units;
-  Waveform wave;  // the raw word: signed, or unsigned for the digital channel
+  Waveform wave;  // the value in the channel's units, encoded into the raw word when written
 };
 
 class CeldrinSample : public SampleLayout {
@@ -36,6 +36,8 @@ class CeldrinSample : public SampleLayout {
   void AppendScans(int64_t first, int64_t count, std::vector<uint8_t>* out) const override;
   // Relative days without stamps; with stamps the Automation date of the clock stamp.
   double ScanTime(int64_t scan) const override;
+  double PlainValue(int64_t scan, int chan) const override;
+  double Tolerance(int chan) const override;
 
   const std::vector<CeldrinChannel>& Channels() const { return channels_; }
   int FirstPosition() const { return Request().stamps ? kStampWords : 0; }

@@ -10,12 +10,12 @@
 
 #include "qulix.h"
 #include "samples/BrenlowSample.h"
-#include "samples/ByteBuilder.h"
 #include "samples/CeldrinSample.h"
 #include "samples/MorvaneSample.h"
 #include "samples/QuillonSample.h"
 #include "samples/Samples.h"
 #include "samples/TarquilSample.h"
+#include "support/LittleEndian.h"
 
 namespace travune::samples {
 namespace {
@@ -28,8 +28,8 @@ int16_t LoadI16(const uint8_t* p) { return static_cast<int16_t>(p[0] | (p[1] << 
 // code, or a reference code followed by it); -32768 when the driver refuses.
 int16_t ThermocoupleTenths(const MorvaneChannel& c, const std::vector<uint16_t>& codes) {
   std::array<uint8_t, 4> words{};
-  if (!codes.empty()) StoreU16(words.data(), codes[0]);
-  if (codes.size() > 1) StoreU16(words.data() + 2, codes[1]);
+  if (!codes.empty()) le::PutU16(words.data(), codes[0]);
+  if (codes.size() > 1) le::PutU16(words.data() + 2, codes[1]);
   uint8_t out[2] = {0, 0};
   const int32_t numWords = static_cast<int32_t>(codes.size());
   const int32_t status =
@@ -39,7 +39,7 @@ int16_t ThermocoupleTenths(const MorvaneChannel& c, const std::vector<uint16_t>&
 
 int16_t RtdTenths(const MorvaneChannel& c, const std::array<uint16_t, 4>& codes) {
   std::array<uint8_t, 8> words{};
-  for (size_t i = 0; i < 4; ++i) StoreU16(words.data() + 2 * i, codes[i]);
+  for (size_t i = 0; i < 4; ++i) le::PutU16(words.data() + 2 * i, codes[i]);
   uint8_t out[2] = {0, 0};
   const int32_t status = QlxRtd(1, 0, 1, static_cast<int32_t>(c.gain), 1, words.data(), 1, out, 1);
   return status == 0 ? LoadI16(out) : kDriverFailure;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,7 @@ struct MorvaneChannel {
   int32_t deviceCode = 0;
   std::string label;
   std::string units;
-  Waveform wave;  // the raw code; for the RTD (type 2) the resistance in ohm
+  Waveform wave;  // the value in the channel's units, encoded into raw words when written
 };
 
 class MorvaneSample : public SampleLayout {
@@ -28,11 +29,6 @@ class MorvaneSample : public SampleLayout {
   static constexpr int32_t kFirstChannel = 2;  // channels 0 and 1 exchange raw places
   static constexpr float kScanRate = 1000.0f;
   static constexpr int kOwnChannels = 15;
-  // The RTD's reference and sense codes: R = 400 ohm × (sHi − sLo) / (rHi − rLo), and
-  // rHi − rLo = 40000, so sHi − sLo is the resistance in hundredths of an ohm.
-  static constexpr uint16_t kRtdSenseLow = 1000;
-  static constexpr uint16_t kRtdRefHigh = 41000;
-  static constexpr uint16_t kRtdRefLow = 1000;
 
   explicit MorvaneSample(const SampleSpec& request);
 
@@ -41,10 +37,10 @@ class MorvaneSample : public SampleLayout {
   int64_t ScanBytes() const override { return 2 * static_cast<int64_t>(wordsPerScan_); }
   void AppendScans(int64_t first, int64_t count, std::vector<uint8_t>* out) const override;
   double ScanTime(int64_t scan) const override;
+  double PlainValue(int64_t scan, int chan) const override;
+  double Tolerance(int chan) const override;
 
   const std::vector<MorvaneChannel>& Channels() const { return channels_; }
-  // Index of the channel's first word in a raw scan.
-  int WordIndex(int chan) const { return wordIndex_[static_cast<size_t>(chan)]; }
   // The raw word of a one-word channel at scan.
   uint16_t Code(int64_t scan, int chan) const;
   // The four words sHi, sLo, rHi, rLo of an RTD channel at scan.
@@ -54,7 +50,10 @@ class MorvaneSample : public SampleLayout {
   int ReferenceChannelBefore(int chan) const;
 
  private:
-  static std::array<uint16_t, 4> RtdWordsForOhms(double ohms);
+  // The cold junction's code a type-1 thermocouple is read with at scan; none for the others.
+  std::optional<uint16_t> JunctionCode(int64_t scan, int chan) const;
+  // Scans after which a channel's raw words repeat.
+  int64_t WordPeriod(int chan) const;
   void PlaceWords();
 
   std::vector<MorvaneChannel> channels_;

@@ -10,9 +10,12 @@
 //   4+ "SineN"  type 1, upper 10, lower −10     sine, period 100 + 10·(N − 3), −8..8
 #include "samples/QuillonSample.h"
 
-#include "samples/ByteBuilder.h"
+#include <algorithm>
+
 #include "samples/Calendar.h"
 #include "samples/SignalTable.h"
+#include "support/ByteBuilder.h"
+#include "support/LittleEndian.h"
 
 namespace travune::samples {
 namespace {
@@ -77,13 +80,20 @@ float QuillonSample::Value(int64_t scan, int chan) const {
   return static_cast<float>(channels_[static_cast<size_t>(chan)].wave.At(scan));
 }
 
+double QuillonSample::PlainValue(int64_t scan, int chan) const {
+  const QuillonChannel& c = channels_[static_cast<size_t>(chan)];
+  const double lower = std::min(c.lowerWritten, c.upperWritten);
+  const double upper = std::max(c.lowerWritten, c.upperWritten);
+  return std::clamp(static_cast<double>(Value(scan, chan)), lower, upper);
+}
+
 void QuillonSample::AppendScans(int64_t first, int64_t count, std::vector<uint8_t>* out) const {
   std::vector<SignalTable> tables;
   for (const QuillonChannel& c : channels_) tables.emplace_back(c.wave);
   uint8_t* p = Grow(out, count * ScanBytes());
   for (int64_t scan = first; scan < first + count; ++scan) {
     for (const SignalTable& table : tables) {
-      StoreF32(p, static_cast<float>(table.At(scan)));
+      le::PutF32(p, static_cast<float>(table.At(scan)));
       p += 4;
     }
   }

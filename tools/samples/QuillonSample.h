@@ -34,6 +34,9 @@ class QuillonSample : public SampleLayout {
   int64_t ScanBytes() const override { return 4 * static_cast<int64_t>(channels_.size()); }
   void AppendScans(int64_t first, int64_t count, std::vector<uint8_t>* out) const override;
   double ScanTime(int64_t scan) const override;
+  // The float written, clamped to the channel's range (its ends in either order); exact.
+  double PlainValue(int64_t scan, int chan) const override;
+  double Tolerance(int) const override { return 0.0; }
 
   const std::vector<QuillonChannel>& Channels() const { return channels_; }
   float Value(int64_t scan, int chan) const;

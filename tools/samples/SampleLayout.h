@@ -31,6 +31,13 @@ class SampleLayout {
   // The native time of scan in days (see ExpectedScanTime).
   virtual double ScanTime(int64_t scan) const = 0;
 
+  // The value the generator chose for chan at scan, in the channel's units, before encoding it
+  // into the raw data (see PlainValuesOf).
+  virtual double PlainValue(int64_t scan, int chan) const = 0;
+  // How far a correct reading of chan may lie from its plain values: what the encoding into
+  // raw codes loses (half a code step, one step of packed samples, the driver's rounding).
+  virtual double Tolerance(int chan) const = 0;
+
  protected:
   // Grows out by bytes and returns where the new bytes start.
   static uint8_t* Grow(std::vector<uint8_t>* out, int64_t bytes);

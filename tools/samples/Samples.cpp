@@ -9,7 +9,6 @@
 #include <limits>
 
 #include "samples/SampleLayout.h"
-#include "samples/SourceTypes.h"
 
 namespace travune::samples {
 namespace {
@@ -82,7 +81,7 @@ bool WriteData(const SampleLayout& layout, const std::string& path, std::string*
 bool CheckSpec(const SampleSpec& request, std::string* error) {
   const bool brenlowFamily = request.type == 2 || request.type == 7 || request.type == 8;
   if (MakeLayout(request) == nullptr) {
-    *error = "unknown source type " + std::to_string(request.type) + "; accepted: " + AcceptedSourceTypeNames();
+    *error = "unknown source type " + std::to_string(request.type);
   } else if (request.scans < 1 || request.scans > std::numeric_limits<int32_t>::max()) {
     *error = "the scan count must lie between 1 and 2147483647";
   } else if (request.preTrig < 0 || request.preTrig > request.scans) {
@@ -130,6 +129,19 @@ int NumChannels(const SampleSpec& request) {
 int64_t DataFileBytes(const SampleSpec& request) {
   const std::unique_ptr<SampleLayout> layout = MakeLayout(request);
   return layout ? layout->DataBytes() : 0;
+}
+
+PlainValues PlainValuesOf(const SampleSpec& request, int64_t first, int64_t count) {
+  PlainValues plain;
+  const std::unique_ptr<SampleLayout> layout = MakeLayout(request);
+  if (!layout) return plain;
+  plain.chans = layout->NumChannels();
+  for (int c = 0; c < plain.chans; ++c) plain.tolerances.push_back(layout->Tolerance(c));
+  plain.values.reserve(static_cast<size_t>(count * plain.chans));
+  for (int64_t scan = first; scan < first + count; ++scan) {
+    for (int c = 0; c < plain.chans; ++c) plain.values.push_back(layout->PlainValue(scan, c));
+  }
+  return plain;
 }
 
 double ExpectedScanTime(const SampleSpec& request, int64_t scan) {

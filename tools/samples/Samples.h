@@ -40,6 +40,16 @@ int64_t DataFileBytes(const SampleSpec& request);
 // wrote by the channel's own scaling formula (temperatures through the Qulix driver library).
 double ExpectedValue(const SampleSpec& request, int64_t scan, int chan);
 
+// The values the generator chose for scans first .. first + count − 1 before it encoded them
+// into raw codes (a sine in volts, a ramp of temperatures, a counter), scan-major with chans
+// values per scan, and per channel the tolerance a correct reading keeps to them.
+struct PlainValues {
+  int chans = 0;
+  std::vector<double> values;
+  std::vector<double> tolerances;
+};
+PlainValues PlainValuesOf(const SampleSpec& request, int64_t first, int64_t count);
+
 // The time of scan in the source's native form, in days: relative to the trigger scan, or an
 // Automation date (days since 30 December 1899) for sources with absolute times.
 double ExpectedScanTime(const SampleSpec& request, int64_t scan);

@@ -1,18 +1,23 @@
 // The Tarquil sample's channel table, description image and raw samples.
 //
 // Header: pre-trigger rate 250 scans/s, post-trigger rate 1000 scans/s, pre-trigger count
-// as requested, packed = 1 with --packed. Channels (flags; range word; user scale/offset):
-//   0 "Bipolar"  bipolar; gain 1 (±5 V)                 sine, period 100, codes −30000..30000
-//   1 "Unipolar" unipolar; gain 2; ×2.5 − 1             ramp, period 512, codes −32768..32767
+// as requested, packed = 1 with --packed. Channels (flags; range word; user scale/offset; the
+// value over time, in the channel's units):
+//   0 "Bipolar"  bipolar; gain 1 (±5 V)                 sine, period 100, −4.5..4.5 V
+//   1 "Unipolar" unipolar; gain 2 (0..5 V); ×2.5 − 1    ramp, period 512, −1..11.4 mA
 //   2 "Factor"   explicit + alternate: factor 0.0005, offset 2.0
-//                                                       square, period 100, codes 20000 / −20000
-//   3 "Digital"  digital, unsigned, explicit + alternate: factor 0.5 (floor(code / 2))
-//                                                       counter modulo 65536
-//   4 "Unsigned" bipolar, unsigned; gain 1 (0..10 V)    ramp, period 1000, codes 0..65535
+//                                                       square, period 100, 12 / −8 bar
+//   3 "Digital"  digital, unsigned, explicit + alternate: factor 0.5, floored
+//                                                       counter modulo 32768
+//   4 "Unsigned" bipolar, unsigned; gain 1 (0..10 V)    ramp, period 1000, 0..9.99 V
 //   5 "Freq"     reciprocal, unsigned, explicit + alternate: factor 0.0001 (Hz = 1 / (code·0.0001))
-//                                                       ramp, period 200, codes 1000..11000
-//   6 "AltGain"  bipolar, alternate: float gain 4.0      sine, period 150, codes −32000..32000
+//                                                       ramp, period 200, 1..10 Hz
+//   6 "AltGain"  bipolar, alternate: float gain 4.0 (±1.25 V)
+//                                                       sine, period 150, −1.2..1.2 V
 //   7+ "SineN"   as channel 0                           sine, period 100 + 10·(N − 6)
+// Each value is encoded into the nearest code of the channel's input line (code × factor +
+// offset, the factor 10 / (gain · 65536) volts for gain channels); a digital channel's count n
+// is written as the code nearest to n + ½, the middle of the codes that floor to n.
 // Packed, each 16-bit code keeps its top 12 bits: the sample is code >> 4 and the reader sees
 // (code >> 4) << 4. The samples of all scans form one stream, four samples to six bytes; the
 // last group is padded with zero samples.
@@ -21,8 +26,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "samples/ByteBuilder.h"
 #include "samples/SignalTable.h"
+#include "support/ByteBuilder.h"
+#include "support/LittleEndian.h"
 
 namespace travune::samples {
 namespace {
@@ -41,24 +47,48 @@ TarquilChannel Channel(const char* label, const char* units, uint32_t flags, Wav
 std::vector<TarquilChannel> OwnChannels() {
   using T = TarquilSample;
   std::vector<TarquilChannel> c;
-  c.push_back(Channel("Bipolar", "V", T::kBipolar, {Shape::Sine, 100, -30000, 30000}));
-  c.push_back(Channel("Unipolar", "mA", 0, {Shape::Ramp, 512, -32768, 32767}));
+  c.push_back(Channel("Bipolar", "V", T::kBipolar, {Shape::Sine, 100, -4.5, 4.5}));
+  c.push_back(Channel("Unipolar", "mA", 0, {Shape::Ramp, 512, -1, 11.4}));
   c.back().gain = 2;
   c.back().userScale = 2.5f;
   c.back().userOffset = -1.0f;
-  c.push_back(Channel("Factor", "bar", T::kExplicit | T::kAlternate, {Shape::Square, 100, -20000, 20000}));
+  c.push_back(Channel("Factor", "bar", T::kExplicit | T::kAlternate, {Shape::Square, 100, -8, 12}));
   c.back().rangeFloat = 0.0005f;
   c.back().altOffset = 2.0f;
   c.push_back(Channel("Digital", "", T::kDigital | T::kUnsigned | T::kExplicit | T::kAlternate,
-                      {Shape::Counter, 65536, 0, 65535}));
+                      {Shape::Counter, 32768, 0, 32767}));
   c.back().rangeFloat = 0.5f;
-  c.push_back(Channel("Unsigned", "V", T::kBipolar | T::kUnsigned, {Shape::Ramp, 1000, 0, 65535}));
+  c.push_back(Channel("Unsigned", "V", T::kBipolar | T::kUnsigned, {Shape::Ramp, 1000, 0, 9.99}));
   c.push_back(Channel("Freq", "Hz", T::kReciprocal | T::kUnsigned | T::kExplicit | T::kAlternate,
-                      {Shape::Ramp, 200, 1000, 11000}));
+                      {Shape::Ramp, 200, 1, 10}));
   c.back().rangeFloat = 0.0001f;
-  c.push_back(Channel("AltGain", "V", T::kBipolar | T::kAlternate, {Shape::Sine, 150, -32000, 32000}));
+  c.push_back(Channel("AltGain", "V", T::kBipolar | T::kAlternate, {Shape::Sine, 150, -1.2, 1.2}));
   c.back().rangeFloat = 4.0f;
   return c;
+}
+
+// The channel's input quantity is x × k + c for its signed or unsigned code x.
+struct InputLine {
+  double k;
+  double c;
+};
+
+InputLine InputLineOf(const TarquilChannel& ch) {
+  using T = TarquilSample;
+  const bool alternate = (ch.flags & T::kAlternate) != 0;
+  if (ch.flags & T::kExplicit) {
+    return alternate ? InputLine{ch.rangeFloat, ch.altOffset} : InputLine{ch.userScale, ch.userOffset};
+  }
+  const double gain = alternate ? static_cast<double>(ch.rangeFloat) : static_cast<double>(ch.gain);
+  const double k = 10.0 / (gain * 65536.0);
+  return {k, (ch.flags & T::kBipolar) ? 0.0 : 32768.0 * k};
+}
+
+// The value is userScale × input + userOffset, or userScale / input + userOffset for a
+// reciprocal quantity; the input a value needs.
+double InputFor(const TarquilChannel& ch, double value) {
+  const double user = value - static_cast<double>(ch.userOffset);
+  return (ch.flags & TarquilSample::kReciprocal) ? ch.userScale / user : user / ch.userScale;
 }
 
 }  // namespace
@@ -67,7 +97,7 @@ TarquilSample::TarquilSample(const SampleSpec& request) : SampleLayout(request),
   for (int n = kOwnChannels; n < request.chans; ++n) {
     const std::string label = "Sine" + std::to_string(n);
     const int64_t period = 100 + 10 * (n - kOwnChannels + 1);
-    channels_.push_back(Channel(label.c_str(), "V", kBipolar, {Shape::Sine, period, -30000, 30000}));
+    channels_.push_back(Channel(label.c_str(), "V", kBipolar, {Shape::Sine, period, -4.5, 4.5}));
   }
 }
 
@@ -103,13 +133,33 @@ int64_t TarquilSample::DataBytes() const {
   return (samples + 3) / 4 * 6;
 }
 
-uint16_t TarquilSample::WordOf(double value) const {
-  const uint16_t word = static_cast<uint16_t>(static_cast<int32_t>(std::lround(value)));
+uint16_t TarquilSample::WordOf(const TarquilChannel& c, double value) const {
+  const InputLine line = InputLineOf(c);
+  const double wanted = (c.flags & kDigital) ? value + 0.5 : value;
+  const long low = (c.flags & kUnsigned) ? 0 : -32768;
+  const long code = std::clamp<long>(std::lround((InputFor(c, wanted) - line.c) / line.k), low, low + 65535);
+  const uint16_t word = static_cast<uint16_t>(code);
   return Request().packed ? static_cast<uint16_t>(word & 0xFFF0) : word;
 }
 
 uint16_t TarquilSample::Word(int64_t scan, int chan) const {
-  return WordOf(channels_[static_cast<size_t>(chan)].wave.At(scan));
+  const TarquilChannel& c = channels_[static_cast<size_t>(chan)];
+  return WordOf(c, c.wave.At(scan));
+}
+
+double TarquilSample::PlainValue(int64_t scan, int chan) const { return channels_[static_cast<size_t>(chan)].wave.At(scan); }
+
+// Rounding to the nearest code misses by half a code; packed samples lose up to 15 more codes
+// below, so they stay within one 12-bit step (16 codes). A digital count is exact unpacked. A
+// reciprocal value moves by k (v − userOffset)² / userScale per code, most at the wave's far end.
+double TarquilSample::Tolerance(int chan) const {
+  const TarquilChannel& c = channels_[static_cast<size_t>(chan)];
+  const double codes = Request().packed ? 16.0 : 0.5;
+  if ((c.flags & kDigital) && !Request().packed) return 0.0;
+  const double perCode = std::fabs(InputLineOf(c).k * c.userScale);
+  if (!(c.flags & kReciprocal)) return codes * perCode;
+  const double farthest = std::max(std::fabs(c.wave.low - c.userOffset), std::fabs(c.wave.high - c.userOffset));
+  return codes * std::fabs(InputLineOf(c).k) * farthest * farthest / std::fabs(c.userScale);
 }
 
 void TarquilSample::PackGroup(const uint16_t samples[4], uint8_t* out) {
@@ -128,12 +178,12 @@ void TarquilSample::AppendScans(int64_t first, int64_t count, std::vector<uint8_
   std::vector<uint16_t> words(static_cast<size_t>(samples));
   size_t i = 0;
   for (int64_t scan = first; scan < first + count; ++scan) {
-    for (const SignalTable& table : tables) words[i++] = WordOf(table.At(scan));
+    for (size_t c = 0; c < channels_.size(); ++c) words[i++] = WordOf(channels_[c], tables[c].At(scan));
   }
   if (!Request().packed) {
     uint8_t* p = Grow(out, samples * 2);
     for (const uint16_t word : words) {
-      StoreU16(p, word);
+      le::PutU16(p, word);
       p += 2;
     }
     return;

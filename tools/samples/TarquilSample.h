@@ -19,7 +19,7 @@ struct TarquilChannel {
   float altOffset = 0.0f;
   std::string label;
   std::string units;
-  Waveform wave;  // the raw 16-bit sample, signed or unsigned as the flags say
+  Waveform wave;  // the value in the channel's units, encoded into the raw sample when written
 };
 
 class TarquilSample : public SampleLayout {
@@ -42,10 +42,12 @@ class TarquilSample : public SampleLayout {
   int64_t DataBytes() const override;
   void AppendScans(int64_t first, int64_t count, std::vector<uint8_t>* out) const override;
   double ScanTime(int64_t scan) const override;
+  double PlainValue(int64_t scan, int chan) const override;
+  double Tolerance(int chan) const override;
 
   const std::vector<TarquilChannel>& Channels() const { return channels_; }
   // The 16-bit word the reader sees for (scan, chan): the sample itself, or, packed, the
-  // 12-bit sample (the top 12 bits of the waveform's word) shifted left by 4.
+  // 12-bit sample (the top 12 bits of the sample's word) shifted left by 4.
   uint16_t Word(int64_t scan, int chan) const;
 
   // Packs four 12-bit samples into six bytes: s0 = b0 | (b1 & 0x0F) << 8,
@@ -53,7 +55,7 @@ class TarquilSample : public SampleLayout {
   static void PackGroup(const uint16_t samples[4], uint8_t* out);
 
  private:
-  uint16_t WordOf(double value) const;
+  uint16_t WordOf(const TarquilChannel& c, double value) const;
 
   std::vector<TarquilChannel> channels_;
 };

@@ -18,11 +18,12 @@ constexpr const char* kHelp =
     "commands:\n"
     "  formats    list the source types and target formats\n"
     "  info       show what an acquisition holds\n"
+    "  dump       print scaled values as a table\n"
     "  convert    convert an acquisition into a target format\n"
     "  sample     write a synthetic acquisition with known waveforms\n"
     "  demo       write a sample of every type and convert each to raw floats\n"
     "\n"
-    "'travune COMMAND --help' explains a command.\n"
+    "'travune COMMAND --help' or 'travune help COMMAND' explains a command.\n"
     "\n"
     "examples:\n"
     "  travune sample --type morvane run\n"
@@ -37,8 +38,16 @@ struct Command {
 };
 
 constexpr Command kCommands[] = {
-    {"formats", RunFormats}, {"info", RunInfo}, {"convert", RunConvert}, {"sample", RunSample}, {"demo", RunDemo},
+    {"formats", RunFormats}, {"info", RunInfo},     {"dump", RunDump},
+    {"convert", RunConvert}, {"sample", RunSample}, {"demo", RunDemo},
 };
+
+int RunCommand(const std::string& name, const Args& args) {
+  for (const Command& command : kCommands) {
+    if (name == command.name) return command.run(args);
+  }
+  return UsageError("", "unknown command '" + name + "'");
+}
 
 }  // namespace
 
@@ -59,6 +68,8 @@ int main(int argc, char** argv) {
     return kExitUsage;
   }
   const std::string name = argv[1];
+  // "travune help COMMAND" is "travune COMMAND --help".
+  if (name == "help" && argc > 2) return RunCommand(argv[2], {"--help"});
   if (name == "--help" || name == "-h" || name == "help") {
     std::fputs(kHelp, stdout);
     return kExitOk;
@@ -69,9 +80,5 @@ int main(int argc, char** argv) {
     std::printf("travune %s\n", version);
     return kExitOk;
   }
-  const Args args(argv + 2, argv + argc);
-  for (const Command& command : kCommands) {
-    if (name == command.name) return command.run(args);
-  }
-  return UsageError("", "unknown command '" + name + "'");
+  return RunCommand(name, Args(argv + 2, argv + argc));
 }

@@ -14,6 +14,7 @@ using Args = std::vector<std::string>;  // the arguments after the subcommand's 
 
 int RunFormats(const Args& args);
 int RunInfo(const Args& args);
+int RunDump(const Args& args);
 int RunConvert(const Args& args);
 int RunSample(const Args& args);
 int RunDemo(const Args& args);

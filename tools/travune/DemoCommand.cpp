@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 
@@ -12,6 +13,7 @@
 #include "Conversion.h"
 #include "Paths.h"
 #include "samples/Samples.h"
+#include "travune/travune.h"
 
 namespace travune::cli {
 namespace {
@@ -21,7 +23,8 @@ constexpr const char* kHelp =
     "\n"
     "Writes a sample acquisition of every source type (and the packed tarquil and the\n"
     "stamped brenlow and celdrin variants) into DIR (default ./travune-demo), converts each\n"
-    "to raw 32-bit floats (format Float32, id 9) and lists the files written.\n"
+    "into every target format (one folder per format, DIR/<format>/) and prints one table:\n"
+    "source, format, files, bytes and seconds. Exit status 1 when any conversion failed.\n"
     "\n"
     "examples:\n"
     "  travune demo\n"
@@ -29,7 +32,6 @@ constexpr const char* kHelp =
 
 constexpr int64_t kScans = 2000;
 constexpr int64_t kPreTrig = 200;
-constexpr int32_t kFloat32 = 9;
 
 struct Variant {
   const char* name;
@@ -39,20 +41,23 @@ struct Variant {
 };
 
 constexpr Variant kVariants[] = {
-    {"morvane", 3, false, false},       {"tarquil", 4, false, false},       {"tarquil-packed", 4, true, false},
-    {"brenlow", 2, false, false},       {"brenlow-stamps", 2, false, true}, {"vexmoor", 7, false, false},
-    {"threnix", 8, false, false},       {"quillon", 5, false, false},       {"celdrin", 6, false, false},
-    {"celdrin-stamps", 6, false, true},
+    {"morvane", TRAVUNE_SRC_MORVANE, false, false}, {"tarquil", TRAVUNE_SRC_TARQUIL, false, false},
+    {"tarquil-packed", TRAVUNE_SRC_TARQUIL, true, false}, {"brenlow", TRAVUNE_SRC_BRENLOW, false, false},
+    {"brenlow-stamps", TRAVUNE_SRC_BRENLOW, false, true}, {"vexmoor", TRAVUNE_SRC_VEXMOOR, false, false},
+    {"threnix", TRAVUNE_SRC_THRENIX, false, false},       {"quillon", TRAVUNE_SRC_QUILLON, false, false},
+    {"celdrin", TRAVUNE_SRC_CELDRIN, false, false},       {"celdrin-stamps", TRAVUNE_SRC_CELDRIN, false, true},
 };
 
 struct SummaryRow {
-  std::string path;
-  ConversionCounts counts;
+  std::string source;
+  std::string format;
+  std::vector<std::string> files;
+  double seconds = 0.0;
+  std::string error;  // empty on success
 };
 
-// Writes and converts one variant; appends its three files to rows.
-bool RunVariant(const std::string& dir, const Variant& variant, const FormatRow& format, std::vector<SummaryRow>* rows,
-                std::string* error) {
+bool WriteVariant(const std::string& dir, const Variant& variant, std::vector<std::string>* written,
+                  std::string* error) {
   samples::SampleSpec request;
   request.type = variant.type;
   request.scans = kScans;
@@ -60,26 +65,47 @@ bool RunVariant(const std::string& dir, const Variant& variant, const FormatRow&
   request.packed = variant.packed;
   request.stamps = variant.stamps;
   const std::string prefix = (std::filesystem::path(dir) / variant.name).string();
-  std::vector<std::string> written;
-  if (!samples::WriteSample(request, prefix, &written, error)) return false;
+  return samples::WriteSample(request, prefix, written, error);
+}
+
+// Converts one sample into one format inside DIR/<format short name>/.
+SummaryRow ConvertVariant(const std::string& dir, const Variant& variant, const std::vector<std::string>& written,
+                          const FormatRow& format) {
+  SummaryRow row{variant.name, format.shortName, {}, 0.0, {}};
+  const std::filesystem::path folder = std::filesystem::path(dir) / format.shortName;
+  std::error_code ec;
+  std::filesystem::create_directories(folder, ec);
   ConversionJob job;
   job.description = written[0];
   job.data = written[1];
   job.sourceType = variant.type;
   job.format = format;
-  job.label = variant.name;
-  PlanOutputs(std::nullopt, &job);
+  job.label = std::string(variant.name) + " -> " + format.shortName;
+  PlanOutputs((folder / (std::string(variant.name) + "." + format.ext1)).string(), &job);
+  const auto start = std::chrono::steady_clock::now();
   ConversionCounts counts;
-  if (!RunConversion(job, &counts, error)) return false;
-  for (const std::string& path : {written[0], written[1], job.output}) rows->push_back({path, counts});
-  return true;
+  if (!RunConversion(job, nullptr, &counts, &row.error)) return row;
+  row.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  row.files.push_back(job.output);
+  if (!job.header.empty()) row.files.push_back(job.header);
+  return row;
 }
 
 void PrintSummary(const std::vector<SummaryRow>& rows) {
-  std::printf("%-40s %12s %8s %8s\n", "file", "bytes", "scans", "channels");
+  std::printf("%-16s %-10s %-44s %12s %9s\n", "source", "format", "files", "bytes", "seconds");
   for (const SummaryRow& row : rows) {
-    std::printf("%-40s %12lld %8d %8d\n", row.path.c_str(), static_cast<long long>(FileSize(row.path)),
-                row.counts.scans, row.counts.channels);
+    if (!row.error.empty()) {
+      std::printf("%-16s %-10s failed: %s\n", row.source.c_str(), row.format.c_str(), row.error.c_str());
+      continue;
+    }
+    std::string names;
+    long long bytes = 0;
+    for (const std::string& file : row.files) {
+      names += (names.empty() ? "" : " ") + std::filesystem::path(file).filename().string();
+      bytes += static_cast<long long>(FileSize(file));
+    }
+    std::printf("%-16s %-10s %-44s %12lld %9.3f\n", row.source.c_str(), row.format.c_str(), names.c_str(), bytes,
+                row.seconds);
   }
 }
 
@@ -101,19 +127,19 @@ int RunDemo(const Args& args) {
     PrintError("cannot create " + dir + ": " + ec.message());
     return kExitFailure;
   }
-  const std::optional<FormatRow> format = FindTargetFormat(std::to_string(kFloat32));
-  if (!format) {
-    PrintError("the library has no Float32 format");
-    return kExitFailure;
-  }
   std::vector<SummaryRow> rows;
   for (const Variant& variant : kVariants) {
-    if (!RunVariant(dir, variant, *format, &rows, &error)) {
+    std::vector<std::string> written;
+    if (!WriteVariant(dir, variant, &written, &error)) {
       PrintError(std::string(variant.name) + ": " + error);
       return kExitFailure;
     }
+    for (const FormatRow& format : ReadFormatSection(false)) rows.push_back(ConvertVariant(dir, variant, written, format));
   }
   PrintSummary(rows);
+  for (const SummaryRow& row : rows) {
+    if (!row.error.empty()) return kExitFailure;
+  }
   return kExitOk;
 }
 

@@ -1,9 +1,6 @@
 // Reads the registry rows through the public format queries.
 #include "FormatRegistry.h"
 
-#include <strings.h>
-
-#include "ArgParser.h"
 #include "travune/travune.h"
 
 namespace travune::cli {
@@ -33,11 +30,27 @@ std::vector<FormatRow> ReadFormatSection(bool sources) {
 }
 
 std::optional<FormatRow> FindTargetFormat(const std::string& nameOrId) {
-  const std::optional<int64_t> id = ParseNumber(nameOrId, INT32_MIN, INT32_MAX);
+  const int32_t id = tvnFormatIdFromName(nameOrId.c_str(), 0);
   for (const FormatRow& row : ReadFormatSection(false)) {
-    if (id ? row.id == *id : strcasecmp(row.shortName.c_str(), nameOrId.c_str()) == 0) return row;
+    if (row.id == id) return row;
   }
   return std::nullopt;
+}
+
+int32_t SourceTypeFromName(const std::string& nameOrId) { return tvnFormatIdFromName(nameOrId.c_str(), 1); }
+
+const char* SourceTypeName(int32_t id) {
+  const char* name = tvnFormatName(id, 1);
+  return name ? name : "unknown";
+}
+
+std::string AcceptedSourceTypeNames() {
+  std::string text;
+  for (const FormatRow& row : ReadFormatSection(true)) {
+    if (!text.empty()) text += ", ";
+    text += std::string(SourceTypeName(row.id)) + " (" + std::to_string(row.id) + ")";
+  }
+  return text;
 }
 
 std::string AcceptedTargetNames() {

@@ -26,5 +26,11 @@ std::optional<FormatRow> FindTargetFormat(const std::string& nameOrId);
 
 // "Float32 (9), ASCII (3), ...": the accepted target names for messages.
 std::string AcceptedTargetNames();
+// A source type by application name (any case) or id; -1 when unknown.
+int32_t SourceTypeFromName(const std::string& nameOrId);
+// The application name of a source type id ("morvane").
+const char* SourceTypeName(int32_t id);
+// Every source type as "name (id)", for messages.
+std::string AcceptedSourceTypeNames();
 
 }  // namespace travune::cli

@@ -1,7 +1,11 @@
 // The table from (function, status) to the file concerned and a sentence saying what failed.
 #include "Messages.h"
 
+#include <unistd.h>
+
 #include <array>
+#include <atomic>
+#include <cstdio>
 
 namespace travune::cli {
 namespace {
@@ -62,6 +66,25 @@ std::string StatusMessage(const std::string& function, int32_t status, const Con
     return files.data + ": the data file is too large to convert (2 GiB or more)" + code;
   }
   return files.description + ": the conversion failed" + code;
+}
+
+namespace {
+
+std::atomic<Verbosity> verbosity{Verbosity::Normal};
+
+}  // namespace
+
+void SetVerbosity(Verbosity level) { verbosity = level; }
+
+void Note(const std::string& text) {
+  const Verbosity level = verbosity;
+  if (level == Verbosity::Verbose || (level == Verbosity::Normal && isatty(STDERR_FILENO) == 1)) {
+    std::fprintf(stderr, "travune: %s\n", text.c_str());
+  }
+}
+
+void Warn(const std::string& text) {
+  if (verbosity != Verbosity::Quiet) std::fprintf(stderr, "travune: warning: %s\n", text.c_str());
 }
 
 }  // namespace travune::cli

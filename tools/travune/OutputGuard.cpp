@@ -1,22 +1,73 @@
-// Backup, commit and restore of the output files of one conversion.
+// Backup, commit and restore of the output files of conversions, and the signal handlers that
+// restore them when the process is stopped by a signal.
 #include "OutputGuard.h"
 
+#include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
 
 namespace travune::cli {
 namespace {
 
 namespace fs = std::filesystem;
 
-// A name beside path that no file has yet: ".NAME.travune-backup", then "...-1", "...-2".
+constexpr const char* kBackupMark = ".travune-backup-";
+
+// One protected output as the signal handler sees it: fixed storage, published by `used`.
+struct Slot {
+  std::atomic<int> used{0};
+  char output[4096];
+  char backup[4096];  // empty when there was nothing to keep
+};
+
+std::array<Slot, 64> slots;
+std::mutex slotsMutex;
+
+int TakeSlot(const std::string& output, const std::string& backup) {
+  if (output.size() >= sizeof slots[0].output || backup.size() >= sizeof slots[0].backup) return -1;
+  const std::lock_guard<std::mutex> lock(slotsMutex);
+  for (size_t i = 0; i < slots.size(); ++i) {
+    if (slots[i].used.load() != 0) continue;
+    std::memcpy(slots[i].output, output.c_str(), output.size() + 1);
+    std::memcpy(slots[i].backup, backup.c_str(), backup.size() + 1);
+    slots[i].used.store(1);
+    return static_cast<int>(i);
+  }
+  return -1;
+}
+
+void ReleaseSlot(int slot) {
+  if (slot >= 0) slots[static_cast<size_t>(slot)].used.store(0);
+}
+
+// Async-signal-safe: puts every backup back over its partial output, or removes the partial
+// output when there was none, then dies of the same signal.
+void RestoreOnSignal(int sig) {
+  for (Slot& slot : slots) {
+    if (slot.used.load() == 0) continue;
+    if (slot.backup[0] != '\0') {
+      rename(slot.backup, slot.output);
+    } else {
+      unlink(slot.output);
+    }
+  }
+  signal(sig, SIG_DFL);
+  raise(sig);
+}
+
+// A name beside path that no file has yet: ".NAME.travune-backup-PID", then "...-PID-1", ...
 std::string FreeBackupName(const std::string& path) {
   const fs::path p(path);
-  const std::string stem = (p.parent_path() / ("." + p.filename().string() + ".travune-backup")).string();
+  const std::string stem =
+      (p.parent_path() / ("." + p.filename().string() + kBackupMark + std::to_string(getpid()))).string();
   std::string candidate = stem;
   std::error_code ec;
   for (int n = 1; fs::symlink_status(candidate, ec).type() != fs::file_type::not_found; ++n) {
@@ -30,6 +81,32 @@ bool Exists(const std::string& path) {
   return fs::symlink_status(path, ec).type() != fs::file_type::not_found;
 }
 
+// Writes the file's data and then its directory entry to disk.
+bool SyncToDisk(const std::string& path, std::string* error) {
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  const bool synced = fd >= 0 && fsync(fd) == 0;
+  const int saved = errno;
+  if (fd >= 0) close(fd);
+  if (!synced) {
+    *error = path + ": cannot flush the new file to disk: " + std::strerror(saved);
+    return false;
+  }
+  const fs::path parent = fs::path(path).parent_path();
+  const int dirFd = open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (dirFd >= 0) {
+    fsync(dirFd);
+    close(dirFd);
+  }
+  return true;
+}
+
+// The process id a backup name carries, or 0 when it carries none.
+pid_t OwnerOf(const std::string& name) {
+  const size_t mark = name.find(kBackupMark);
+  if (mark == std::string::npos) return 0;
+  return static_cast<pid_t>(std::atol(name.c_str() + mark + std::strlen(kBackupMark)));
+}
+
 }  // namespace
 
 OutputGuard::~OutputGuard() {
@@ -38,26 +115,40 @@ OutputGuard::~OutputGuard() {
 
 bool OutputGuard::Protect(const std::vector<std::string>& outputs, std::string* error) {
   for (const std::string& output : outputs) {
-    Entry entry{output, ""};
-    if (Exists(output)) {
-      entry.backup = FreeBackupName(output);
-      if (std::rename(output.c_str(), entry.backup.c_str()) != 0) {
-        *error = "cannot move the existing " + output + " aside: " + std::strerror(errno);
-        Restore();
-        return false;
-      }
+    Entry entry{output, Exists(output) ? FreeBackupName(output) : "", -1};
+    // The slot is taken before the rename: a signal in between finds no backup to restore
+    // and leaves the untouched original in place.
+    entry.slot = TakeSlot(output, entry.backup);
+    if (entry.slot < 0) {
+      *error = output + ": too many outputs at once, or its name is too long";
+      Restore();
+      return false;
+    }
+    if (!entry.backup.empty() && std::rename(output.c_str(), entry.backup.c_str()) != 0) {
+      *error = "cannot move the existing " + output + " aside: " + std::strerror(errno);
+      ReleaseSlot(entry.slot);
+      Restore();
+      return false;
     }
     entries_.push_back(entry);
   }
   return true;
 }
 
-void OutputGuard::Commit() {
+bool OutputGuard::Commit(std::string* error) {
   for (const Entry& entry : entries_) {
+    if (!SyncToDisk(entry.output, error)) {
+      Restore();
+      return false;
+    }
+  }
+  for (const Entry& entry : entries_) {
+    ReleaseSlot(entry.slot);
     if (!entry.backup.empty()) unlink(entry.backup.c_str());
   }
   entries_.clear();
   done_ = true;
+  return true;
 }
 
 void OutputGuard::Restore() {
@@ -67,9 +158,35 @@ void OutputGuard::Restore() {
       std::fprintf(stderr, "travune: could not restore %s; the original is kept as %s\n", entry.output.c_str(),
                    entry.backup.c_str());
     }
+    ReleaseSlot(entry.slot);
   }
   entries_.clear();
   done_ = true;
+}
+
+void InstallRestoringSignalHandlers() {
+  for (const int sig : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ}) {
+    struct sigaction current {};
+    sigaction(sig, nullptr, &current);
+    if (current.sa_handler == SIG_IGN) continue;
+    struct sigaction action {};
+    action.sa_handler = RestoreOnSignal;
+    sigemptyset(&action.sa_mask);
+    sigaction(sig, &action, nullptr);
+  }
+}
+
+std::vector<std::string> StaleBackupsIn(const std::string& dir) {
+  std::vector<std::string> stale;
+  std::error_code ec;
+  for (fs::directory_iterator it(dir.empty() ? "." : dir, ec), end; !ec && it != end; it.increment(ec)) {
+    const std::string name = it->path().filename().string();
+    if (name.empty() || name[0] != '.' || name.find(kBackupMark) == std::string::npos) continue;
+    const pid_t owner = OwnerOf(name);
+    const bool ownerRuns = owner > 0 && (kill(owner, 0) == 0 || errno == EPERM);
+    if (!ownerRuns) stale.push_back(it->path().string());
+  }
+  return stale;
 }
 
 }  // namespace travune::cli

@@ -1,6 +1,7 @@
 // Extension replacement and same-file tests.
 #include "Paths.h"
 
+#include <strings.h>
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -29,6 +30,20 @@ std::string ReplaceExtension(const std::string& path, const std::string& ext) {
 
 std::string DataFileFor(const std::string& descName, int32_t sourceType) {
   return ReplaceExtension(descName, sourceType == 6 ? ".hxt" : ".bin");
+}
+
+std::string FindDataFile(const std::string& descName, int32_t sourceType) {
+  const fs::path wanted(DataFileFor(descName, sourceType));
+  std::error_code ec;
+  if (fs::exists(wanted, ec)) return wanted.string();
+  const fs::path dir = wanted.has_parent_path() ? wanted.parent_path() : fs::path(".");
+  for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
+    const std::string candidate = it->path().filename().string();
+    if (strcasecmp(candidate.c_str(), wanted.filename().c_str()) == 0) {
+      return wanted.has_parent_path() ? (dir / candidate).string() : candidate;
+    }
+  }
+  return {};
 }
 
 bool SameFile(const std::string& a, const std::string& b) {

@@ -1,10 +1,7 @@
-// Draws the progress bar with carriage returns and ends its line when it goes away.
+// Draws the batch progress bar with carriage returns and ends its line when it goes away.
 #include "Progress.h"
 
-#include <unistd.h>
-
 #include <cstdio>
-#include <utility>
 
 namespace travune::cli {
 namespace {
@@ -13,18 +10,36 @@ constexpr int kWidth = 30;
 
 }  // namespace
 
-Progress::Progress(std::string label) : label_(std::move(label)), enabled_(isatty(STDERR_FILENO) == 1) {}
+Progress::Progress(int files, bool enabled) : fractions_(static_cast<size_t>(files), 0.0), enabled_(enabled) {}
 
 Progress::~Progress() {
   if (enabled_ && shown_ >= 0) std::fputc('\n', stderr);
 }
 
-void Progress::Update(int percent) {
-  if (!enabled_ || percent == shown_) return;
+void Progress::Update(int file, double fraction) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  fractions_[static_cast<size_t>(file)] = fraction;
+  Draw();
+}
+
+void Progress::Finish(int file) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  fractions_[static_cast<size_t>(file)] = 1.0;
+  ++finished_;
+  Draw();
+}
+
+void Progress::Draw() {
+  if (!enabled_ || fractions_.empty()) return;
+  double sum = 0.0;
+  for (const double f : fractions_) sum += f;
+  const int percent = static_cast<int>(100.0 * sum / static_cast<double>(fractions_.size()));
+  if (percent == shown_ && finished_ == shownFinished_) return;
   shown_ = percent;
+  shownFinished_ = finished_;
   const int filled = percent * kWidth / 100;
-  std::fprintf(stderr, "\r%s [%.*s%*s] %3d%%", label_.c_str(), filled, "##############################",
-               kWidth - filled, "", percent);
+  std::fprintf(stderr, "\r[%.*s%*s] %3d%%  %d of %zu files", filled, "##############################",
+               kWidth - filled, "", percent, finished_, fractions_.size());
   std::fflush(stderr);
 }
 

@@ -1,4 +1,6 @@
 // "travune sample": writes a synthetic acquisition of one source type.
+#include <unistd.h>
+
 #include <cstdio>
 
 #include "ArgParser.h"
@@ -15,7 +17,7 @@ constexpr const char* kHelp =
     "\n"
     "Writes a synthetic acquisition with known waveforms (sine, ramp, square, counter,\n"
     "temperatures) as OUT.DSC + OUT.bin, or OUT.HX$ + OUT.hxt for celdrin, and prints the\n"
-    "paths written.\n"
+    "paths written. Existing files are not replaced without --force.\n"
     "\n"
     "  --type TYPE   morvane, tarquil, brenlow, vexmoor, threnix, quillon, celdrin or an id\n"
     "  --scans N     number of scans (default 1000)\n"
@@ -25,6 +27,7 @@ constexpr const char* kHelp =
     "  --stamps      brenlow, vexmoor, threnix: time-stamp records; celdrin: a clock stamp\n"
     "                at the head of every scan\n"
     "  --pretrig N   pre-trigger scans (default 0)\n"
+    "  --force       replace files that exist (without it, existing files are refused)\n"
     "\n"
     "examples:\n"
     "  travune sample --type morvane run\n"
@@ -46,8 +49,17 @@ int RunSample(const Args& args) {
   if (!parser.Get("--type")) return UsageError("sample", "--type TYPE is required");
   samples::SampleSpec request;
   if (!ReadSampleOptions(parser, &request, &error)) return UsageError("sample", error);
+  const std::string prefix = parser.Positionals()[0];
+  if (!parser.Has("--force")) {
+    for (const std::string& path : {samples::DescFileName(request, prefix), samples::DataFileName(request, prefix)}) {
+      if (access(path.c_str(), F_OK) == 0) {
+        PrintError(path + " exists; add --force to replace it");
+        return kExitFailure;
+      }
+    }
+  }
   std::vector<std::string> written;
-  if (!samples::WriteSample(request, parser.Positionals()[0], &written, &error)) {
+  if (!samples::WriteSample(request, prefix, &written, &error)) {
     PrintError(error);
     return kExitFailure;
   }

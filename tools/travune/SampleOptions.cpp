@@ -3,7 +3,7 @@
 
 #include <limits>
 
-#include "samples/SourceTypes.h"
+#include "FormatRegistry.h"
 
 namespace travune::cli {
 namespace {
@@ -26,14 +26,14 @@ bool ReadNumber(const ArgParser& parser, const std::string& name, int64_t low, i
 
 void DeclareSampleOptions(ArgParser* parser) {
   for (const char* name : {"--type", "--scans", "--chans", "--pretrig"}) parser->Value(name);
-  for (const char* name : {"--packed", "--stamps"}) parser->Flag(name);
+  for (const char* name : {"--packed", "--stamps", "--force"}) parser->Flag(name);
 }
 
 bool ReadSampleOptions(const ArgParser& parser, samples::SampleSpec* request, std::string* error) {
   const std::string type = parser.Get("--type").value_or("");
-  request->type = samples::SourceTypeFromName(type);
+  request->type = SourceTypeFromName(type);
   if (request->type < 0) {
-    *error = "unknown source type '" + type + "'; accepted: " + samples::AcceptedSourceTypeNames();
+    *error = "unknown source type '" + type + "'; accepted: " + AcceptedSourceTypeNames();
     return false;
   }
   constexpr int64_t kMaxCount = std::numeric_limits<int32_t>::max();

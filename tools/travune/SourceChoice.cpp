@@ -6,7 +6,8 @@
 #include <cstring>
 
 #include "Commands.h"
-#include "samples/SourceTypes.h"
+#include "FormatRegistry.h"
+#include "Messages.h"
 #include "travune/travune.h"
 
 namespace travune::cli {
@@ -14,10 +15,10 @@ namespace travune::cli {
 int32_t ChooseSourceType(const std::string& command, const std::string& acq,
                          const std::optional<std::string>& typeOption, int* exitCode) {
   if (typeOption) {
-    const int32_t type = samples::SourceTypeFromName(*typeOption);
+    const int32_t type = SourceTypeFromName(*typeOption);
     if (type < 0) {
       *exitCode = UsageError(
-          command, "unknown source type '" + *typeOption + "'; accepted: " + samples::AcceptedSourceTypeNames());
+          command, "unknown source type '" + *typeOption + "'; accepted: " + AcceptedSourceTypeNames());
     }
     return type;
   }
@@ -31,11 +32,12 @@ int32_t ChooseSourceType(const std::string& command, const std::string& acq,
   char why[1024] = {};
   const int32_t type = tvnGuessSourceType(acq.c_str(), why, sizeof why);
   if (type < 0) {
-    PrintError(acq + ": cannot tell the source type: " + why + " (give it with --type)");
+    PrintError(acq + ": cannot tell the source type: " + why + "; give it with --type, one of " +
+               AcceptedSourceTypeNames());
     *exitCode = kExitFailure;
     return -1;
   }
-  PrintError(acq + ": guessed the source type " + samples::SourceTypeName(type) + ": " + why);
+  Note(acq + ": guessed the source type " + SourceTypeName(type) + ": " + why);
   return type;
 }
 

@@ -1,0 +1,131 @@
+// Opening, stepping and finishing a conversion of the handle API.
+#include "api/TvnConversion.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "api/CvtSession.h"
+#include "api/FormatRegistry.h"
+#include "support/FilePath.h"
+
+namespace travune {
+
+namespace {
+
+// Raw bytes per block at most: memory stays flat whatever the size of the recording.
+constexpr int64_t kMaxBlockBytes = int64_t{16} << 20;
+constexpr int64_t kMinBlockBytes = 4096;
+
+// The header file's name: the data file's name with the format's second extension.
+std::string HeaderNameFor(const std::string& dataName, const char* ext2) {
+  const size_t slash = dataName.find_last_of('/');
+  const size_t dot = dataName.find_last_of('.');
+  const std::string stem = (dot != std::string::npos && (slash == std::string::npos || dot > slash))
+                               ? dataName.substr(0, dot)
+                               : dataName;
+  return stem + "." + ext2;
+}
+
+}  // namespace
+
+TvnConversion::~TvnConversion() { CloseFiles(); }
+
+int32_t TvnConversion::Open(const tvnConvOptions& options) {
+  const FormatRow* row = FormatById(FormatSection::kTarget, options.format);
+  if (row == nullptr || options.dataName == nullptr) return TVN_ERR_ARGUMENT;
+  if (row->makeWriter == nullptr) return TVN_ERR_WRITER;
+  SrcFmt& source = acquisition_.Source();
+  const int64_t scans = source.GetNumScans();
+  const int64_t count = options.count < 0 ? scans - options.first : options.count;
+  if (options.first < 0 || options.first > scans || count < 0 || count > scans - options.first) {
+    return TVN_ERR_ARGUMENT;
+  }
+  std::vector<int32_t> chans;
+  if (options.chans == nullptr) {
+    for (int32_t c = 0; c < source.GetNumChans(); ++c) chans.push_back(c);
+  } else {
+    if (options.numChans <= 0) return TVN_ERR_ARGUMENT;
+    chans.assign(options.chans, options.chans + options.numChans);
+    for (int32_t c : chans) {
+      if (c < 0 || c >= source.GetNumChans()) return TVN_ERR_ARGUMENT;
+    }
+  }
+  acquisition_.Files().SetOptions((options.flags & TRAVUNE_FLAG_OWN_STAMPS) ? 1u : 0u);
+  view_ = std::make_unique<SrcFmtView>(source, options.first, count, std::move(chans));
+  total_ = count;
+
+  WriterContext context;
+  context.flags = options.flags;
+  context.listSeparator = platform::UserNumberConventions().listSeparator.c_str();
+  context.decimalMark = platform::UserNumberConventions().decimalMark;
+  writer_ = row->makeWriter(view_.get(), context);
+  if (!writer_) return TVN_ERR_NO_MEMORY;
+  if (!writer_->IsOk()) return TVN_ERR_WRITER;
+  const int64_t perScan = std::max<int64_t>(0, writer_->OutputBytesPerScan());
+  if (!HasDiskSpace(options.dataName, static_cast<uint64_t>(count) * static_cast<uint64_t>(perScan))) {
+    return TVN_ERR_DISK_SPACE;
+  }
+  const int64_t wanted = count * std::max<int64_t>(1, source.GetScanSize());
+  if (!block_.Allocate(*view_, count, perScan, std::clamp(wanted, kMinBlockBytes, kMaxBlockBytes), kMinBlockBytes) ||
+      !writer_->PrepareBlocks(block_.MaxScans())) {
+    return TVN_ERR_NO_MEMORY;
+  }
+  const int32_t created = CreateFiles(options, row->ext2);
+  if (created != TVN_OK) return created;
+  writer_->PreConvert(dataName_.c_str(), &data_, header_.IsOpen() ? &header_ : nullptr, count);
+  offset_ = static_cast<uint64_t>(std::max<int64_t>(0, data_.IsOpen() ? data_.Size() : 0));
+  open_ = true;
+  return TVN_OK;
+}
+
+int32_t TvnConversion::CreateFiles(const tvnConvOptions& options, const char* ext2) {
+  std::vector<char> data(options.dataName, options.dataName + std::strlen(options.dataName) + 1);
+  cvtGetFmtFileName(options.format, data.data());
+  dataName_ = data.data();
+  if (writer_->WantsHeaderFile()) {
+    std::string header = options.headerName ? options.headerName : HeaderNameFor(dataName_, ext2);
+    std::vector<char> adjusted(header.begin(), header.end());
+    adjusted.push_back('\0');
+    cvtGetFmtFileName(options.format, adjusted.data());
+    header_ = platform::File::Create(adjusted.data());
+    if (!header_.IsOpen()) return TVN_ERR_OUTPUT_CREATE;
+  }
+  data_ = platform::File::Create(dataName_.c_str());
+  return data_.IsOpen() ? TVN_OK : TVN_ERR_OUTPUT_CREATE;
+}
+
+int32_t TvnConversion::Step(int64_t* done) {
+  if (!open_) return TVN_ERR_ARGUMENT;
+  if (done_ < total_) {
+    int64_t count = total_ - done_;
+    platform::File* out = writer_->TookDataFile() ? nullptr : &data_;
+    switch (block_.Convert(*view_, acquisition_.Files().DataFile(), *writer_, out, &offset_, done_, &count)) {
+      case BlockBuffer::Result::kOk: break;
+      case BlockBuffer::Result::kReadFailed: return TVN_ERR_DATA_READ;
+      case BlockBuffer::Result::kWriterFailed: return TVN_ERR_WRITER;
+      case BlockBuffer::Result::kWriteFailed: return TVN_ERR_OUTPUT_WRITE;
+    }
+    done_ += count;
+  }
+  if (done != nullptr) *done = done_;
+  return TVN_OK;
+}
+
+int32_t TvnConversion::Finish() {
+  if (!open_) return TVN_ERR_ARGUMENT;
+  open_ = false;
+  const bool finished = writer_->PostConvert();
+  const bool flushed = writer_->TookDataFile() || data_.Flush();
+  CloseFiles();
+  block_.Release();
+  if (!finished) return TVN_ERR_WRITER;
+  return flushed ? TVN_OK : TVN_ERR_OUTPUT_WRITE;
+}
+
+void TvnConversion::CloseFiles() {
+  data_.Close();
+  header_.Close();
+}
+
+}  // namespace travune

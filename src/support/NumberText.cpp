@@ -1,0 +1,167 @@
+// Numbers as text without the process locale: std::to_chars gives printf's exact digits under
+// the "C" rules; the decimal mark and the exponent width are then adjusted in place.
+#include "support/NumberText.h"
+
+#include "platform/Platform.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+namespace travune {
+namespace {
+
+// printf's default precision, used when a negative one is given.
+constexpr int kDefaultPrecision = 6;
+// Longest exponent to_chars writes for a double ("e-324"): three digits.
+constexpr int kMaxNativeExpDigits = 3;
+// The characters around the digits of "%.*e": sign, point, 'e', exponent sign.
+constexpr int kScientificOverhead = 4;
+// Most digits before the point that "%f" writes for a finite double (DBL_MAX has 309).
+constexpr int kMaxIntegerDigits = 309;
+
+// Widest exponent asked for; anything wider is taken as this.
+constexpr int kMaxExpDigits = 8;
+
+int EffectivePrecision(int precision) { return precision < 0 ? kDefaultPrecision : precision; }
+
+// Non-finite values the way glibc's printf writes them: "inf", "-inf", "nan", "-nan";
+// upper case for the upper-case conversions ("%E" gives "INF").
+char* AppendNonFinite(char* out, double value, bool upper) {
+  if (std::signbit(value)) *out++ = '-';
+  const char* word = std::isnan(value) ? (upper ? "NAN" : "nan") : (upper ? "INF" : "inf");
+  std::memcpy(out, word, 3);
+  return out + 3;
+}
+
+// Replaces the first '.' in [begin, end) by mark.
+void SetDecimalMark(char* begin, char* end, char mark) {
+  if (mark == '.') return;
+  char* point = std::find(begin, end, '.');
+  if (point != end) *point = mark;
+}
+
+// Rewrites the exponent at the end of [begin, end) ("e+01") with the letter expLetter and at
+// least expDigits digits; returns the new end. The exponent is the text after the last 'e'.
+char* FixExponent(char* begin, char* end, int expDigits, char expLetter) {
+  expDigits = std::min(expDigits, kMaxExpDigits);
+  char* e = end;
+  while (e != begin && e[-1] != 'e') --e;
+  if (e == begin) return end;
+  e[-1] = expLetter;
+  char* digits = e + ((*e == '+' || *e == '-') ? 1 : 0);
+  const int have = static_cast<int>(end - digits);
+  if (have >= expDigits) return end;
+  const int pad = expDigits - have;
+  std::memmove(digits + pad, digits, static_cast<size_t>(have));
+  std::memset(digits, '0', static_cast<size_t>(pad));
+  return end + pad;
+}
+
+// Most precision that keeps the scientific form within kMaxNumberChars.
+int MaxScientificPrecision(int expDigits) {
+  return static_cast<int>(kMaxNumberChars) - kScientificOverhead - 1 -
+         std::clamp(expDigits, kMaxNativeExpDigits, kMaxExpDigits);
+}
+
+// Start of an exponent at text[i] ('e' or 'E' after a digit or point, a sign, then digits):
+// returns the index of its first digit, or 0 when text[i] starts none.
+size_t ExponentDigitsAt(const std::string& text, size_t i) {
+  if (i == 0 || (text[i] != 'e' && text[i] != 'E')) return 0;
+  const char before = text[i - 1];
+  if (!std::isdigit(static_cast<unsigned char>(before)) && before != '.') return 0;
+  if (i + 2 >= text.size() || (text[i + 1] != '+' && text[i + 1] != '-')) return 0;
+  if (!std::isdigit(static_cast<unsigned char>(text[i + 2]))) return 0;
+  return i + 2;
+}
+
+bool IsDigitAt(const std::string& text, size_t i) {
+  return i < text.size() && std::isdigit(static_cast<unsigned char>(text[i]));
+}
+
+}  // namespace
+
+std::string FormatC(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  std::string text;
+  {
+    platform::ScopedCLocale c;
+    va_list sizing;
+    va_copy(sizing, args);
+    const int length = std::vsnprintf(nullptr, 0, format, sizing);
+    va_end(sizing);
+    if (length > 0) {
+      std::vector<char> buffer(static_cast<size_t>(length) + 1);
+      std::vsnprintf(buffer.data(), buffer.size(), format, args);
+      text.assign(buffer.data(), static_cast<size_t>(length));
+    }
+  }
+  va_end(args);
+  return text;
+}
+
+char* AppendFixed(char* out, double value, int digits, char mark) {
+  if (!std::isfinite(value)) return AppendNonFinite(out, value, false);
+  // Keeps the worst case (DBL_MAX) within kMaxNumberChars: sign, 309 digits, point, digits.
+  const int precision = std::min(EffectivePrecision(digits), static_cast<int>(kMaxNumberChars) - kMaxIntegerDigits - 2);
+  const auto result = std::to_chars(out, out + kMaxNumberChars, value, std::chars_format::fixed, precision);
+  SetDecimalMark(out, result.ptr, mark);
+  return result.ptr;
+}
+
+char* AppendScientific(char* out, double value, int digits, int expDigits, char mark, char expLetter) {
+  const bool upper = std::isupper(static_cast<unsigned char>(expLetter)) != 0;
+  if (!std::isfinite(value)) return AppendNonFinite(out, value, upper);
+  const int precision = std::min(EffectivePrecision(digits), MaxScientificPrecision(expDigits));
+  const auto result = std::to_chars(out, out + kMaxNumberChars, value, std::chars_format::scientific, precision);
+  SetDecimalMark(out, result.ptr, mark);
+  return FixExponent(out, result.ptr, expDigits, expLetter);
+}
+
+char* AppendGeneral(char* out, double value, int precision, int expDigits, char mark) {
+  if (!std::isfinite(value)) return AppendNonFinite(out, value, false);
+  const int limited = std::min(EffectivePrecision(precision), MaxScientificPrecision(expDigits));
+  const auto result = std::to_chars(out, out + kMaxNumberChars, value, std::chars_format::general, limited);
+  SetDecimalMark(out, result.ptr, mark);
+  if (std::find(out, result.ptr, 'e') == result.ptr) return result.ptr;
+  return FixExponent(out, result.ptr, expDigits, 'e');
+}
+
+std::string WidenExponents(const std::string& text, int expDigits) {
+  std::string widened;
+  widened.reserve(text.size() + 8);
+  size_t i = 0;
+  while (i < text.size()) {
+    const size_t digits = ExponentDigitsAt(text, i);
+    if (digits == 0) {
+      widened += text[i++];
+      continue;
+    }
+    size_t end = digits;
+    while (IsDigitAt(text, end)) ++end;
+    widened.append(text, i, digits - i);
+    const int have = static_cast<int>(end - digits);
+    if (have < expDigits) widened.append(static_cast<size_t>(expDigits - have), '0');
+    widened.append(text, digits, end - digits);
+    i = end;
+  }
+  return widened;
+}
+
+std::string WithDecimalMark(std::string text, char mark) {
+  if (mark == '.') return text;
+  for (size_t i = 1; i < text.size(); ++i) {
+    if (text[i] != '.' || !IsDigitAt(text, i - 1)) continue;
+    // A number's point is followed by its fraction or, in "%#.0e", by the exponent.
+    if (IsDigitAt(text, i + 1) || ExponentDigitsAt(text, i + 1) != 0) text[i] = mark;
+  }
+  return text;
+}
+
+}  // namespace travune

@@ -1,0 +1,53 @@
+// UFF 58 text writer: dataset 151, dataset 164, then per channel a qualifier dataset 1858 and a
+// dataset 58 holding the channel's whole time history as text. Channels are gathered in
+// temporary files of a private directory, one per channel, and copied into the output at close.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "writer/TgtFmt.h"
+#include "writer/uff/UffChannelRecord.h"
+#include "writer/uff/UffHeaderRecord.h"
+#include "writer/uff/UffQualifierRecord.h"
+#include "writer/uff/UffUnitsRecord.h"
+
+namespace travune {
+
+class TgtFmtUff58Ascii : public TgtFmt {
+ public:
+  TgtFmtUff58Ascii(SrcFmt* source, const WriterContext& context);
+  // Removes the temporary files and their directory when the conversion did not finish.
+  ~TgtFmtUff58Ascii() override;
+
+  bool PreConvert(const char* dataName, platform::File* dataFile, platform::File* headerFile,
+                  int64_t totalScans) override;
+  // Appends the block to every channel's temporary file; returns 0 bytes (nothing goes through
+  // the output area) or -1 when a temporary file could not be written.
+  int64_t ConvertDataBlock(int64_t scans, OutputArea& out, int64_t firstScan) override;
+  // Ends every channel's dataset and copies the channels into the output in channel order.
+  bool PostConvert() override;
+
+ protected:
+  enum class DataForm { kText, kBinary };
+  TgtFmtUff58Ascii(SrcFmt* source, const WriterContext& context, DataForm form);
+
+ private:
+  bool StartChannels();
+  // Each scan's time relative to the trigger in seconds, for the block; null without memory.
+  const double* SecondsOfBlock(int64_t firstScan, int64_t scans);
+  void RemoveTempFiles();
+
+  platform::File* output_ = nullptr;
+  UffHeaderRecord header_;
+  UffUnitsRecord units_;
+  std::unique_ptr<UffQualifierRecord> qualifiers_;  // text form only
+  std::vector<std::unique_ptr<UffChannelRecord>> channels_;
+  std::string tempDir_;
+  std::vector<double> seconds_;
+  bool evenSpacing_ = true;
+  bool failed_ = false;
+};
+
+}  // namespace travune

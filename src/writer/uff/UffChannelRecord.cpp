@@ -1,0 +1,149 @@
+// Dataset 58 with text data: six values per line with even spacing, else three (time, value)
+// pairs per line, in narrow fields of 13 characters.
+#include "writer/uff/UffChannelRecord.h"
+
+#include <new>
+
+#include "support/NumberText.h"
+
+namespace travune {
+
+namespace {
+
+constexpr int kValuesPerLine = 6;
+constexpr int kPairsPerLine = 3;
+// Two narrow fields and a line end: the most one scan adds to the text.
+constexpr size_t kMaxTextPerScan = 2 * 13 + 2;
+constexpr size_t kCopyChunk = 4096;
+// Record 7 starts with the ten-character data type field; the value count follows.
+constexpr int64_t kValueCountColumn = 10;
+constexpr int kValueCountWidth = 10;
+
+}  // namespace
+
+void UffChannelRecord::Start(int32_t chan, const std::string& path) {
+  chan_ = chan;
+  path_ = path;
+  evenSpacing_ = source_->GetPreTrigCount() == 0;
+  declaredValues_ = source_->GetNumScans();
+}
+
+bool UffChannelRecord::BeginChannel(int32_t chan, const std::string& path) {
+  Start(chan, path);
+  platform::File file = platform::File::OpenReadWrite(path_.c_str());
+  WriteLine("    -1");
+  WriteLine("    58");
+  return WriteDatasetHeader(file);
+}
+
+bool UffChannelRecord::WriteDatasetHeader(platform::File& file) {
+  const int64_t base = file.IsOpen() ? file.Size() : -1;
+  double lower = 0.0;
+  double upper = 0.0;
+  source_->GetChanRange(chan_, &lower, &upper);
+  const std::string label = source_->GetChanLabel(chan_);
+  const std::string units = source_->GetChanUnits(chan_);
+  char limits[2 * kMaxNumberChars];
+  char* end = AppendFixed(limits, lower, 6, decimalMark_);
+  const std::string lowerText(limits, end);
+  end = AppendFixed(limits, upper, 6, decimalMark_);
+  const std::string upperText(limits, end);
+
+  WriteLine(PadTo80("Channel: " + label + "; " + lowerText + " to " + upperText + " " + units));
+  WriteLine(PadTo80("NONE"));
+  WriteLine(FormatDate(CurrentSystemTime()));
+  WriteLine(PadTo80("NONE"));
+  WriteLine(PadTo80("NONE"));
+  WriteLine(FormatC("%5d%10d%5d%10d %-10s%10d%4d %-10s%10d%4d", 1, 0, 1, 0, "NONE", 1, 1, "NONE", 1, 1));
+
+  // Record 7: real single-precision ordinates, the value count, spacing, abscissa start and step.
+  valueCountOffset_ = base + static_cast<int64_t>(PendingBytes()) + kValueCountColumn;
+  const double rate = source_->GetPostTrigRate();
+  const double increment = evenSpacing_ ? 1.0 / (rate == 0.0 ? 1.0 : rate) : 0.0;
+  char numbers[3 * kMaxNumberChars];
+  end = AppendNumber(numbers, UffNumberForm::kNarrow, 0.0, decimalMark_);
+  end = AppendNumber(end, UffNumberForm::kNarrow, increment, decimalMark_);
+  end = AppendNumber(end, UffNumberForm::kNarrow, 0.0, decimalMark_);
+  WriteLine(FormatC("%10d%10lld%10d", 2, static_cast<long long>(declaredValues_), evenSpacing_ ? 1 : 0) +
+            std::string(numbers, end));
+
+  // Records 8 to 11: abscissa time, ordinate in the channel's units, the rest unused.
+  const char* kAxisFormat = "%10d%5d%5d%5d %-20s %-20s";
+  WriteLine(FormatC(kAxisFormat, 17, 0, 0, 0, "NONE", "NONE"));
+  WriteLine(FormatC(kAxisFormat, 0, 0, 0, 0, label.c_str(), units.c_str()));
+  WriteLine(FormatC(kAxisFormat, 0, 0, 0, 0, "NONE", "NONE"));
+  WriteLine(FormatC(kAxisFormat, 0, 0, 0, 0, "NONE", "NONE"));
+  return FlushLinesTo(file);
+}
+
+bool UffChannelRecord::AppendBlock(const UffBlock& block) {
+  if (block.scans <= 0) return true;
+  if (!evenSpacing_ && block.seconds == nullptr) return false;
+  char* const start = ReserveBlockBytes(static_cast<size_t>(block.scans) * kMaxTextPerScan);
+  if (start == nullptr) return false;
+  const int perLine = evenSpacing_ ? kValuesPerLine : kPairsPerLine;
+  char* out = start;
+  const double* value = block.values + chan_;
+  for (int64_t scan = 0; scan < block.scans; ++scan, value += block.chans) {
+    if (!evenSpacing_) out = AppendNumber(out, UffNumberForm::kNarrow, block.seconds[scan], decimalMark_);
+    out = AppendNumber(out, UffNumberForm::kNarrow, *value, decimalMark_);
+    if (++valuesOnLine_ == perLine) {
+      *out++ = '\r';
+      *out++ = '\n';
+      valuesOnLine_ = 0;
+    }
+  }
+  valuesWritten_ += block.scans;
+  return AppendToTempFile(start, static_cast<size_t>(out - start));
+}
+
+char* UffChannelRecord::ReserveBlockBytes(size_t n) {
+  try {
+    if (blockBytes_.size() < n) blockBytes_.resize(n);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+  return blockBytes_.data();
+}
+
+bool UffChannelRecord::FinishChannel() {
+  platform::File file = platform::File::OpenReadWrite(path_.c_str());
+  if (valuesOnLine_ != 0) WriteLine("");
+  valuesOnLine_ = 0;
+  WriteLine("    -1");
+  return FlushLinesTo(file) && CorrectDeclaredCounts(file);
+}
+
+bool UffChannelRecord::CorrectDeclaredCounts(platform::File& file) {
+  if (valuesWritten_ == declaredValues_) return true;
+  return RewriteCount(file, valueCountOffset_, kValueCountWidth, valuesWritten_);
+}
+
+bool UffChannelRecord::RewriteCount(platform::File& file, int64_t offset, int width, int64_t count) {
+  if (offset < 0) return false;
+  const std::string field = FormatC("%*lld", width, static_cast<long long>(count));
+  // A count wider than its field would overwrite the next one.
+  if (field.size() != static_cast<size_t>(width)) return false;
+  return file.WriteAt(static_cast<uint64_t>(offset), field.data(), field.size());
+}
+
+bool UffChannelRecord::AppendToTempFile(const void* data, size_t n) {
+  platform::File file = platform::File::OpenReadWrite(path_.c_str());
+  return file.IsOpen() && AppendToFile(file, data, n);
+}
+
+bool UffChannelRecord::CopyInto(platform::File& output) {
+  platform::File file = platform::File::OpenRead(path_.c_str());
+  int64_t end = output.Size();
+  if (!file.IsOpen() || end < 0) return false;
+  char chunk[kCopyChunk];
+  for (;;) {
+    const int64_t got = file.Read(chunk, sizeof chunk);
+    if (got < 0) return false;
+    if (got == 0) return true;
+    if (!output.WriteAt(static_cast<uint64_t>(end), chunk, static_cast<size_t>(got))) return false;
+    end += got;
+  }
+}
+
+}  // namespace travune

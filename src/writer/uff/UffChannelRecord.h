@@ -1,0 +1,64 @@
+// Dataset 58 of one channel with text data, gathered in the channel's temporary file: the
+// header before the first block, the channel's values of every block, the end mark, and at
+// last the copy into the output file.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "writer/uff/UffRecord.h"
+
+namespace travune {
+
+// One block of scaled values as every channel record reads it.
+struct UffBlock {
+  const double* values = nullptr;   // scans × chans values, scan after scan
+  int32_t chans = 0;                // values per scan
+  int64_t scans = 0;
+  const double* seconds = nullptr;  // each scan's time from the trigger in seconds; null with even spacing
+};
+
+class UffChannelRecord : public UffRecord {
+ public:
+  UffChannelRecord(SrcFmt* source, char decimalMark) : UffRecord(source, decimalMark) {}
+
+  // Takes the channel and its temporary file, which already holds the channel's qualifiers,
+  // and appends the dataset header. False when the file could not be opened or written.
+  virtual bool BeginChannel(int32_t chan, const std::string& path);
+  // Appends the channel's values of the block (with their times without even spacing).
+  virtual bool AppendBlock(const UffBlock& block);
+  // Ends an unfinished line, writes the end mark and corrects the declared number of values
+  // when a scan range converted fewer scans than the acquisition holds.
+  bool FinishChannel();
+  // Appends the temporary file to output in chunks of 4096 bytes.
+  bool CopyInto(platform::File& output);
+
+ protected:
+  // Records the channel and its file, and whether the acquisition has no pre-trigger scans.
+  void Start(int32_t chan, const std::string& path);
+  // Appends the five ID lines and records 6 to 11 to what is waiting, then flushes it all to
+  // file. Remembers where record 7 declares the number of values.
+  bool WriteDatasetHeader(platform::File& file);
+  // At least n bytes to format one block into; null when they cannot be had.
+  char* ReserveBlockBytes(size_t n);
+  // Appends bytes at the end of the temporary file.
+  bool AppendToTempFile(const void* data, size_t n);
+  // Overwrites the declared counts with the number of values written.
+  virtual bool CorrectDeclaredCounts(platform::File& file);
+  // Overwrites a right-aligned count field of width characters at offset.
+  static bool RewriteCount(platform::File& file, int64_t offset, int width, int64_t count);
+
+  int32_t chan_ = 0;
+  bool evenSpacing_ = true;
+  int64_t declaredValues_ = 0;
+  int64_t valuesWritten_ = 0;
+  std::string path_;
+
+ private:
+  int64_t valueCountOffset_ = -1;  // record 7's value count field in the temporary file
+  int32_t valuesOnLine_ = 0;       // values (or pairs) on the unfinished line; carries across blocks
+  std::vector<char> blockBytes_;   // one block's text or floats, reused from block to block
+};
+
+}  // namespace travune

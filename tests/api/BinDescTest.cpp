@@ -1,0 +1,262 @@
+// The binary-descriptor functions: every status in call order, raw values to user units by the
+// channel formulas worked out by hand, user values back to raw counts, and whole blocks equal to
+// the raw-float conversion of the same scans read from files.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "samples/Samples.h"
+#include "source/TarquilDescBuilder.h"
+#include "support/ByteBuilder.h"
+#include "support/LittleEndian.h"
+#include "travune/travune.h"
+
+namespace travune {
+namespace {
+
+namespace fs = std::filesystem;
+using testutil::TarquilChannelFields;
+using testutil::TarquilHeaderFields;
+
+struct MorvaneFields {
+  float gain = 1.0f;
+  int32_t type = 0;
+  float scale = 1.0f;
+  float offset = 0.0f;
+  int32_t polarity = 0;
+};
+
+std::vector<uint8_t> MorvaneHeader(int32_t numChans) {
+  ByteBuilder b;
+  for (const int32_t word : {5040, numChans, 1000, 0, 0, 0, 0}) b.I32(word);
+  b.F32(100.0f);
+  return b.Take();
+}
+
+std::vector<uint8_t> MorvaneRecord(const MorvaneFields& f) {
+  ByteBuilder b;
+  b.F32(f.gain);
+  b.I32(0);
+  b.I32(f.type);
+  b.I32(0);
+  b.F32(f.scale);
+  b.F32(f.offset);
+  b.I32(f.polarity);
+  b.I32(0);
+  b.FixedText("ch", 12);
+  b.FixedText("V", 12);
+  return b.Take();
+}
+
+std::vector<uint8_t> FileBytes(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// Builds the descriptor record by record, as callers without arrays do.
+void BuildRecordByRecord(int32_t type, const std::vector<std::vector<uint8_t>>& records) {
+  ASSERT_EQ(cvtVbAllocBdc(type, static_cast<int32_t>(records.size())), 0);
+  for (size_t i = 0; i < records.size(); ++i) ASSERT_EQ(cvtVbBuildBdc(static_cast<int32_t>(i), records[i].data()), 0);
+}
+
+double ToUser(int32_t chan, uint32_t raw) {
+  double user = std::nan("");
+  EXPECT_EQ(cvtCvtBinToUser(0, chan, raw, &user), 0);
+  return user;
+}
+
+uint32_t ToRaw(int32_t chan, double user) {
+  uint32_t raw = 0xDEADBEEF;
+  EXPECT_EQ(cvtCvtUserToBin(0, chan, user, &raw), 0);
+  return raw;
+}
+
+TEST(BinDescTest, StatusesInCallOrder) {
+  const std::vector<uint8_t> header2 = MorvaneHeader(2);
+  const std::vector<uint8_t> header3 = MorvaneHeader(3);
+  const std::vector<uint8_t> record = MorvaneRecord({});
+  std::vector<uint8_t> records = record;
+  records.insert(records.end(), record.begin(), record.end());
+  const std::vector<uint8_t> tarquilHeader = testutil::TarquilHeaderBytes({1, 10, 0, 0, 0, 0});
+  const std::vector<uint8_t> tarquilRecord = testutil::TarquilChannelBytes({TarquilChannelFields{}});
+  double user = 7.0;
+  uint32_t raw = 7;
+  float out[8] = {};
+  const uint16_t words[4] = {};
+  const struct {
+    const char* what;
+    std::function<int32_t()> call;
+    int32_t status;
+  } steps[] = {
+      {"type 5", [&] { return cvtSetBinDesc(5, header2.data(), records.data()); }, -1006},
+      {"raw to user without a descriptor", [&] { return cvtCvtBinToUser(0, 0, 0, &user); }, -1001},
+      {"user to raw without a descriptor", [&] { return cvtCvtUserToBin(0, 0, 1.0, &raw); }, -1001},
+      {"block without a descriptor", [&] { return cvtCvtBinData(0, 1, words, out); }, -1001},
+      {"end", [] { return cvtEndBinDesc(0); }, 0},
+      {"build buffer of type 5", [] { return cvtVbAllocBdc(5, 2); }, -2},
+      {"build buffer of -1 records", [] { return cvtVbAllocBdc(3, -1); }, -1},
+      {"record without a build buffer", [&] { return cvtVbBuildBdc(0, record.data()); }, -2},
+      {"built records without a build buffer", [&] { return cvtSetBinDesc(3, header2.data(), nullptr); }, -2},
+      {"build buffer of 2", [] { return cvtVbAllocBdc(3, 2); }, 0},
+      {"record 2 of 2", [&] { return cvtVbBuildBdc(2, record.data()); }, -2},
+      {"record -1", [&] { return cvtVbBuildBdc(-1, record.data()); }, -2},
+      {"record 0", [&] { return cvtVbBuildBdc(0, record.data()); }, 0},
+      {"record 1", [&] { return cvtVbBuildBdc(1, record.data()); }, 0},
+      {"Tarquil from Morvane records", [&] { return cvtSetBinDesc(4, tarquilHeader.data(), nullptr); }, -2},
+      {"3 channels from 2 records", [&] { return cvtSetBinDesc(3, header3.data(), nullptr); }, -2},
+      {"unknown type with a build buffer", [&] { return cvtSetBinDesc(6, header2.data(), nullptr); }, -1006},
+      {"2 channels from 2 records", [&] { return cvtSetBinDesc(3, header2.data(), nullptr); }, 0},
+      {"built records taken", [&] { return cvtSetBinDesc(3, header2.data(), nullptr); }, -2},
+      {"a failed set leaves no descriptor", [&] { return cvtCvtBinToUser(0, 0, 0, &user); }, -1001},
+      {"from a count", [&] { return cvtSetScanDesc(4, 1, tarquilRecord.data()); }, 0},
+      {"raw to user", [&] { return cvtCvtBinToUser(0, 0, 0, &user); }, 0},
+      {"replaced by an unknown type", [&] { return cvtSetScanDesc(8, 1, tarquilRecord.data()); }, -1006},
+      {"replaced descriptor gone", [&] { return cvtCvtUserToBin(0, 0, 1.0, &raw); }, -1001},
+      {"Morvane without a header", [&] { return cvtSetBinDesc(3, nullptr, records.data()); }, -1006},
+      {"negative count", [&] { return cvtSetScanDesc(3, -5, records.data()); }, -1006},
+      {"Morvane from a count", [&] { return cvtSetScanDesc(3, 2, records.data()); }, 0},
+      {"no scan", [&] { return cvtCvtBinData(0, 0, nullptr, nullptr); }, 0},
+      {"no raw values", [&] { return cvtCvtBinData(0, 1, nullptr, out); }, -1},
+      {"no result", [&] { return cvtCvtBinToUser(0, 0, 0, nullptr); }, -1},
+      {"end keeps the descriptor", [] { return cvtEndBinDesc(0); }, 0},
+      {"still there", [&] { return cvtCvtBinData(0, 2, words, out); }, 0},
+  };
+  for (const auto& step : steps) EXPECT_EQ(step.call(), step.status) << step.what;
+  // Calls that fail for want of a descriptor leave the result alone.
+  cvtSetBinDesc(5, nullptr, nullptr);
+  user = 7.0;
+  EXPECT_EQ(cvtCvtBinToUser(0, 0, 0, &user), -1001);
+  EXPECT_EQ(user, 7.0);
+}
+
+// Morvane channels by the formulas worked out by hand: voltage ranges spread over 65535 codes,
+// other types the raw word times scale plus offset. Only the low 16 bits of a raw value count.
+TEST(BinDescTest, MorvaneRawValuesInUserUnits) {
+  BuildRecordByRecord(3, {MorvaneRecord({1.0f, 0, 1.0f, 0.0f, 1}),     // ±5 V
+                          MorvaneRecord({0.0f, 0, 1.0f, 0.0f, 0}),     // gain 0 as 1: 0..10 V
+                          MorvaneRecord({1.0f, 6, 0.5f, 10.0f, 0}),    // 0.5 w + 10
+                          MorvaneRecord({1.0f, 9, 1.0f, 0.0f, 0}),     // counter
+                          MorvaneRecord({2.0f, 7, 1.0f, 0.0f, 1})});   // span 20, bipolar, gain 2: ±5
+  ASSERT_EQ(cvtSetScanDesc(3, 5, nullptr), 0);
+  const struct {
+    int32_t chan;
+    uint32_t raw;
+    double user;
+  } cases[] = {
+      {0, 0, -5.0},       {0, 65535, 5.0},        {0, 0x1FFFF, 5.0},   {0, 32768, -5.0 + 32768 * 10.0 / 65535},
+      {1, 0, 0.0},        {1, 65535, 10.0},       {2, 0, 10.0},        {2, 300, 160.0},
+      {3, 65535, 65535},  {3, 0xABCD0007, 7.0},   {4, 0, -5.0},        {4, 65535, 5.0},
+      {5, 1234, 0.0},  // no such channel
+  };
+  for (const auto& c : cases) EXPECT_NEAR(ToUser(c.chan, c.raw), c.user, 1e-12) << c.chan << " " << c.raw;
+  // A Morvane descriptor converts nothing back: the raw count is 0.
+  EXPECT_EQ(ToRaw(0, 1.0), 0u);
+
+  // Two scans of the first three channels, scan after scan.
+  ASSERT_EQ(cvtSetScanDesc(3, 3, nullptr), -2);  // the built records were taken
+  std::vector<uint8_t> three;
+  for (const MorvaneFields& f : {MorvaneFields{1.0f, 0, 1.0f, 0.0f, 1}, MorvaneFields{0.0f, 0, 1.0f, 0.0f, 0},
+                                 MorvaneFields{1.0f, 6, 0.5f, 10.0f, 0}}) {
+    const std::vector<uint8_t> r = MorvaneRecord(f);
+    three.insert(three.end(), r.begin(), r.end());
+  }
+  ASSERT_EQ(cvtSetScanDesc(3, 3, three.data()), 0);
+  const uint16_t scans[6] = {0, 65535, 300, 65535, 0, 2};
+  float out[7];
+  std::fill(std::begin(out), std::end(out), 99.0f);
+  ASSERT_EQ(cvtCvtBinData(0, 2, scans, out), 0);
+  const float expected[6] = {-5.0f, 10.0f, 160.0f, 5.0f, 0.0f, 11.0f};
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(out[i], expected[i]) << i;
+  EXPECT_EQ(out[6], 99.0f);
+}
+
+// Tarquil channels whose scaling is exact in binary, so that user values convert back to the
+// very raw counts: signed, unsigned, explicit factor, digital; a reciprocal one refuses.
+TEST(BinDescTest, TarquilRawUserRoundTrips) {
+  const std::vector<TarquilChannelFields> fields = {
+      {1, 2.0f, 0.5f, 1u << 0, 0.0f, "signed", "V"},           // bipolar, range word 1
+      {2, 1.0f, 0.0f, (1u << 0) | (1u << 3), 0.0f, "unsigned", "V"},  // bipolar, unsigned counts
+      {0, 0.5f, 0.0f, (1u << 1) | (1u << 2), 0.0f, "dig", ""},  // explicit factor, digital
+      {1, 1.0f, 0.0f, 1u << 5, 0.0f, "recip", "Hz"},           // reciprocal
+  };
+  std::vector<std::vector<uint8_t>> records;
+  for (const TarquilChannelFields& f : fields) records.push_back(testutil::TarquilChannelBytes({f}));
+  BuildRecordByRecord(4, records);
+  ASSERT_EQ(cvtSetBinDesc(4, testutil::TarquilHeaderBytes({4, 100, 1000.0f, 1000.0f, 0, 0}).data(), nullptr), 0);
+
+  // Signed: k = 10 / 65536, user = 2 (x k) + 0.5; raw -32768 gives 2 x -5 + 0.5.
+  const double k = 10.0 / 65536.0;
+  EXPECT_EQ(ToUser(0, 0x8000), -9.5);
+  EXPECT_EQ(ToUser(0, 0x7FFF), 2.0 * 32767 * k + 0.5);
+  // Unsigned, range word 2: k = 10 / 131072 over codes 0 .. 65535.
+  EXPECT_EQ(ToUser(1, 0xFFFF), 65535 * 10.0 / 131072.0);
+  // Digital: 0.25 per code, floored: -2 codes give -0.5, which floors to -1.
+  EXPECT_EQ(ToUser(2, 0xFFFE), -1.0);
+  EXPECT_EQ(ToUser(2, 7), 1.0);
+
+  for (const int32_t x : {-32768, -1234, -1, 0, 1, 4097, 32767}) {
+    EXPECT_EQ(ToRaw(0, ToUser(0, static_cast<uint16_t>(x))), static_cast<uint32_t>(x)) << x;
+  }
+  for (const uint32_t x : {0u, 1u, 40000u, 65535u}) EXPECT_EQ(ToRaw(1, ToUser(1, x)), x) << x;
+  // The clamp is to 32 bits, not to the 16-bit raw range.
+  EXPECT_EQ(ToRaw(0, 1e12), 2147483647u);
+  EXPECT_EQ(ToRaw(0, -1e12), 0x80000000u);
+  EXPECT_EQ(ToRaw(1, -3.0), 0u);
+  EXPECT_EQ(ToRaw(1, 1e12), 4294967295u);
+  EXPECT_EQ(ToRaw(3, 1.0), 0u);
+}
+
+class BinDescFiles : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (fs::temp_directory_path() / "travune-bdc-XXXXXX").string();
+    dir_ = mkdtemp(pattern.data());
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+  fs::path dir_;
+};
+
+// A sample's header and records in memory, its raw data as one block of more than 64 KiB: the
+// values are the raw-float conversion's, and the caller's raw bytes stay as they were.
+TEST_F(BinDescFiles, ABlockInMemoryConvertsLikeTheFile) {
+  const struct {
+    const char* name;
+    samples::SampleSpec sample;
+    size_t headerBytes;
+  } cases[] = {{"morvane", {3, 3000, 0, false, false, 10}, 32}, {"packed", {4, 20003, 9, true, false, 0}, 26},
+               {"tarquil", {4, 5000, 0, false, false, 0}, 26}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::vector<std::string> files;
+    std::string error;
+    ASSERT_TRUE(samples::WriteSample(c.sample, (dir_ / c.name).string(), &files, &error)) << error;
+    const std::string output = (dir_ / "out.f32").string();
+    ASSERT_GE(cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), c.sample.type), 0);
+    ASSERT_EQ(cvtInitDataFileEx(output.c_str(), output.c_str(), TRAVUNE_FMT_FLOAT32, 0), 0);
+    for (int32_t percent = 0; percent < 100;) ASSERT_GE(percent = cvtConvertBinData(TRAVUNE_FMT_FLOAT32), 0);
+    ASSERT_EQ(cvtCloseDataFile(TRAVUNE_FMT_FLOAT32), 0);
+    cvtReleaseResources();
+    const std::vector<uint8_t> converted = FileBytes(output);
+
+    const std::vector<uint8_t> desc = FileBytes(files[0]);
+    const std::vector<uint8_t> raw = FileBytes(files[1]);
+    ASSERT_EQ(cvtSetBinDesc(c.sample.type, desc.data(), desc.data() + c.headerBytes), 0);
+    const std::vector<uint8_t> rawBefore = raw;
+    std::vector<float> values(converted.size() / 4 + 1, -777.0f);
+    ASSERT_EQ(cvtCvtBinData(0, static_cast<int32_t>(c.sample.scans), raw.data(), values.data()), 0);
+    EXPECT_EQ(raw, rawBefore);
+    EXPECT_EQ(std::memcmp(values.data(), converted.data(), converted.size()), 0);
+    EXPECT_EQ(values.back(), -777.0f);
+  }
+}
+
+}  // namespace
+}  // namespace travune

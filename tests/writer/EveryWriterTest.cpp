@@ -1,0 +1,186 @@
+// Every source type into every writer through the handle API, each output read back by an
+// independent decoder of its format: the values are the scaled values (to what the format
+// holds), and a channel subset gives exactly the full output's columns.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/Platform.h"
+#include "samples/Samples.h"
+#include "travune/travune.h"
+#include "writer/decoders/Code16.h"
+#include "writer/decoders/DADiSPDecoder.h"
+#include "writer/decoders/DASYLabDecoder.h"
+#include "writer/decoders/DIAdemDecoder.h"
+#include "writer/decoders/HalvardDecoder.h"
+#include "writer/decoders/MatlabDecoder.h"
+#include "writer/decoders/SnapMasterDecoder.h"
+#include "writer/decoders/TextDecoder.h"
+#include "writer/decoders/UffDecoder.h"
+#include "writer/decoders/WavDecoder.h"
+
+namespace travune::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+// How a decoded value stands to the scaled value x of its channel. Formats of 16-bit codes hold
+// values inside the channel's range only (outside it the codes wrap, as their writers' own tests
+// show): kInRange compares those.
+enum class Holds { kFloat32, kPrinted, kCode16, kInRange };
+
+struct Writer {
+  int32_t format;
+  Decoded (*decode)(const std::string& data, const std::string& header);
+  Holds holds;
+};
+
+const Writer kWriters[] = {
+    {TRAVUNE_FMT_TEXT, DecodeText, Holds::kPrinted},
+    {TRAVUNE_FMT_ASCII, DecodeAscii, Holds::kPrinted},
+    {TRAVUNE_FMT_DADISP, DecodeDADiSP, Holds::kFloat32},
+    {TRAVUNE_FMT_SNAPMASTER, DecodeSnapMaster, Holds::kFloat32},
+    {TRAVUNE_FMT_DASYLAB, DecodeDASYLab, Holds::kInRange},
+    {TRAVUNE_FMT_DIADEM, DecodeDIAdem, Holds::kFloat32},
+    {TRAVUNE_FMT_MATLAB, DecodeMatlab, Holds::kPrinted},
+    {TRAVUNE_FMT_HALVARD, DecodeHalvard, Holds::kInRange},
+    {TRAVUNE_FMT_WAV, DecodeWav, Holds::kCode16},
+    {TRAVUNE_FMT_UFF58_ASCII, DecodeUff, Holds::kPrinted},
+    {TRAVUNE_FMT_UFF58_BINARY, DecodeUff, Holds::kFloat32},
+};
+
+struct Source {
+  const char* name;
+  int type;
+  bool stamps;
+};
+
+const Source kSources[] = {
+    {"morvane", TRAVUNE_SRC_MORVANE, false}, {"tarquil", TRAVUNE_SRC_TARQUIL, false},
+    {"brenlow", TRAVUNE_SRC_BRENLOW, true},  {"vexmoor", TRAVUNE_SRC_VEXMOOR, false},
+    {"threnix", TRAVUNE_SRC_THRENIX, false}, {"quillon", TRAVUNE_SRC_QUILLON, false},
+    {"celdrin", TRAVUNE_SRC_CELDRIN, true},
+};
+
+class EveryWriter : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (fs::temp_directory_path() / "travune-every-XXXXXX").string();
+    dir_ = mkdtemp(pattern.data());
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  // Converts through the handle API; the data and header file names, or empty on failure.
+  std::pair<std::string, std::string> Convert(tvnAcq* acq, int32_t format, const std::string& stem,
+                                              const std::vector<int32_t>& chans) {
+    char ext1[16], ext2[16];
+    EXPECT_EQ(cvtGetFormatById(format, 0, nullptr, ext1, ext2, nullptr, nullptr), 1);
+    const std::string data = (dir_ / (stem + "." + ext1)).string();
+    const std::string header = *ext2 ? (dir_ / (stem + "." + ext2)).string() : "";
+    tvnConvOptions options{};
+    options.format = format;
+    options.dataName = data.c_str();
+    options.count = -1;
+    options.chans = chans.empty() ? nullptr : chans.data();
+    options.numChans = static_cast<int32_t>(chans.size());
+    tvnConv* conv = nullptr;
+    int32_t status = tvnConvOpen(acq, &options, &conv);
+    if (status == TVN_OK) status = tvnConvRun(conv, nullptr, nullptr);
+    if (status == TVN_OK) status = tvnConvFinish(conv);
+    tvnConvClose(conv);
+    EXPECT_EQ(status, TVN_OK) << tvnStatusText(status);
+    return status == TVN_OK ? std::make_pair(data, header) : std::make_pair(std::string(), std::string());
+  }
+
+  fs::path dir_;
+};
+
+// The value a format holds for x, and how far a decoded value may lie from it.
+bool Matches(Holds holds, const Decoded& d, double decoded, double x, const tvnChanInfo& chan) {
+  switch (holds) {
+    case Holds::kFloat32:
+      return decoded == static_cast<double>(static_cast<float>(x)) || (std::isnan(decoded) && std::isnan(x));
+    case Holds::kCode16:
+      return decoded == ExpectedCode16(x, chan.lower, chan.upper);
+    case Holds::kInRange:
+      if (!(x >= std::min(chan.lower, chan.upper) && x <= std::max(chan.lower, chan.upper))) return true;
+      break;
+    case Holds::kPrinted:
+      break;
+  }
+  if (std::isnan(x)) return std::isnan(decoded);
+  return std::fabs(decoded - x) <= d.absTolerance + d.relTolerance * std::fabs(x);
+}
+
+TEST_F(EveryWriter, DecodesToTheScaledValuesAndSubsetsToTheFullColumns) {
+  const platform::Clock fixed = [] { return platform::LocalTime{2026, 11, 23, 12, 0, 0, 0}; };
+  platform::SetClock(fixed);
+  for (const Source& source : kSources) {
+    samples::SampleSpec sample;
+    sample.type = source.type;
+    sample.scans = 257;
+    sample.preTrig = 17;
+    sample.stamps = source.stamps;
+    std::vector<std::string> files;
+    std::string error;
+    ASSERT_TRUE(samples::WriteSample(sample, (dir_ / source.name).string(), &files, &error)) << error;
+    tvnAcq* acq = nullptr;
+    ASSERT_EQ(tvnAcqOpen(files[0].c_str(), files[1].c_str(), source.type, &acq), TVN_OK);
+    tvnAcqInfo info;
+    ASSERT_EQ(tvnAcqGetInfo(acq, &info), TVN_OK);
+    const size_t chans = static_cast<size_t>(info.channels);
+    std::vector<tvnChanInfo> channel(chans);
+    for (size_t c = 0; c < chans; ++c) ASSERT_EQ(tvnAcqGetChanInfo(acq, static_cast<int32_t>(c), &channel[c]), TVN_OK);
+    std::vector<double> scaled(static_cast<size_t>(info.scans) * chans);
+    ASSERT_EQ(tvnAcqReadFloat64(acq, 0, info.scans, nullptr, 0, scaled.data()), TVN_OK);
+    // The last channel, then the first: a subset that also reorders.
+    const std::vector<int32_t> subset = {info.channels - 1, 0};
+
+    for (const Writer& writer : kWriters) {
+      SCOPED_TRACE(std::string(source.name) + " into " + tvnFormatName(writer.format, 0));
+      const auto [data, header] = Convert(acq, writer.format, "full", {});
+      ASSERT_FALSE(data.empty());
+      const Decoded full = writer.decode(data, header);
+      ASSERT_TRUE(full.ok);
+      ASSERT_EQ(full.scans, info.scans);
+      ASSERT_EQ(full.chans, info.channels);
+      int misses = 0;
+      for (size_t i = 0; i < scaled.size() && misses < 5; ++i) {
+        if (!Matches(writer.holds, full, full.values[i], scaled[i], channel[i % chans])) {
+          ++misses;
+          ADD_FAILURE() << "scan " << i / chans << " channel " << i % chans << ": decoded " << full.values[i]
+                        << ", scaled " << scaled[i];
+        }
+      }
+
+      const auto [subData, subHeader] = Convert(acq, writer.format, "subset", subset);
+      ASSERT_FALSE(subData.empty());
+      const Decoded part = writer.decode(subData, subHeader);
+      ASSERT_TRUE(part.ok);
+      ASSERT_EQ(part.scans, info.scans);
+      ASSERT_EQ(part.chans, 2);
+      for (int64_t s = 0; s < info.scans; ++s) {
+        for (size_t k = 0; k < subset.size(); ++k) {
+          const double expected = full.values[static_cast<size_t>(s) * chans + static_cast<size_t>(subset[k])];
+          const double got = part.values[static_cast<size_t>(s) * 2 + k];
+          ASSERT_TRUE(got == expected || (std::isnan(got) && std::isnan(expected)))
+              << "scan " << s << " subset column " << k << ": " << got << " vs " << expected;
+        }
+      }
+      fs::remove(data);
+      if (!header.empty()) fs::remove(header);
+      fs::remove(subData);
+      if (!subHeader.empty()) fs::remove(subHeader);
+    }
+    tvnAcqClose(acq);
+  }
+  platform::SetClock(nullptr);
+}
+
+}  // namespace
+}  // namespace travune::testing

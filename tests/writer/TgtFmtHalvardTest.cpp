@@ -1,0 +1,356 @@
+// Halvard writer: the description and data bytes for known channels and values (codes at the
+// range ends, rounding, wrapping, clock stamps), and whole conversions of generated samples:
+// identical files for any block size, scan ranges, values and stamps read back.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "samples/Calendar.h"
+#include "writer/CodeWriterRuns.h"
+#include "writer/FakeSource.h"
+#include "writer/TgtFmtHalvard.h"
+#include "writer/WriterFactory.h"
+#include "writer/decoders/Code16.h"
+#include "writer/decoders/HalvardDecoder.h"
+
+namespace travune {
+namespace {
+
+using testing::FakeChannel;
+using testing::FakeSource;
+using testing::codes::Hex;
+using testing::codes::RunWriter;
+using testing::codes::ScratchDir;
+using testing::codes::WrittenFiles;
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+const char kHead[] =
+    "*TYPE\r\nTARQUIL 2.0\r\n*VERSION\r\n2.00\r\n*FORMAT\r\nBINARY\r\n*FREQUENCY\r\n";
+
+// Three channels: -10..10 V (slope 20/65535: 3276.75 codes per unit, code 0 at
+// -10 + 32768 * 20/65535 = 0.00015259), 0..5 (13107 codes per unit, code 0 at 2.50003815) and
+// a zero-width range at 1 (no slope: infinite codes per unit, code 0 at 1).
+//
+// Codes, floor(v * m + b + 0.5) with m = 65535 / width and b = -32768 - m * lower, low 16 bits:
+//   -10 V: -32767.5 -> -32768 (80 00); 10 V would be 32767.5 -> 32767
+//   5 on 0..5: 32767.5 -> 32767 (7F FF); 0 on 0..5: -32767.5 -> -32768
+//   0.5 V: 1638.375 -> 1638 (06 66); -0.5 V: -1638.375 -> -1639 (F9 99): floor, not truncation
+//   -0.5 on 0..5: -39321 wraps to 26215 (66 67); 20 V: 65535 -> FF FF; -11 V: -36044.25 ->
+//   -36045 -> 29491 (73 33); 1e6 on 0..5: 13106967232 mod 65536 = 29376 (72 C0);
+//   -1e6 V: -3276750000 mod 65536 = 50000 (C3 50); not-a-number and infinities: 0.
+//   Zero width (m = 65535, b = -98303): 1 -> -32768 (80 00), 2 -> 32767, 0 -> -98303 -> 32769 (80 01).
+const std::vector<double> kValues = {
+    -10.0, 5.0,  1.0,  //
+    0.0,   2.5,  2.0,  //
+    0.5,   -0.5, 0.0,  //
+    -0.5,  0.0,  1.0,  //
+    20.0,  kNaN, 1.0,  //
+    -11.0, 1e6,  kInf, //
+    -1e6,  -kInf, 1.0,
+};
+const char kCodes[] =
+    "00 80 FF 7F 00 80 "
+    "00 00 00 00 FF 7F "
+    "66 06 67 66 01 80 "
+    "99 F9 00 80 00 80 "
+    "FF FF 00 00 00 80 "
+    "33 73 C0 72 00 00 "
+    "50 C3 00 00 00 80";
+
+std::unique_ptr<FakeSource> ThreeChannels() {
+  auto source = std::make_unique<FakeSource>(
+      std::vector<FakeChannel>{{"Volt", "V", -10.0, 10.0}, {"Temp", "degC", 0.0, 5.0}, {"Flat", "", 1.0, 1.0}},
+      kValues);
+  source->SetRates(1000.0, 500.0);
+  source->SetPreTrigCount(3);
+  return source;
+}
+
+TEST(TgtFmtHalvard, DescriptionAndCodesAreExactlyTheFormats) {
+  struct Case {
+    const char* name;
+    const char* separator;
+    char mark;
+    uint32_t flags;
+    const char* body;  // the description after kHead
+  };
+  const Case cases[] = {
+      {"comma separator, decimal point", ",", '.', 0,
+       "1000.000000,500.000000\r\n*PRETRIG_COUNT\r\n000000003\r\n*CHANNELS\r\n"
+       "00000,3276.750000,Volt,V,0.000153,\r\n"
+       "00001,13107.000000,Temp,degC,2.500038,\r\n"
+       "00002,inf,Flat,,1.000000,\r\n"},
+      {"comma locale: semicolons and decimal commas", ";", ',', 0,
+       "1000,000000;500,000000\r\n*PRETRIG_COUNT\r\n000000003\r\n*CHANNELS\r\n"
+       "00000;3276,750000;Volt;V;0,000153;\r\n"
+       "00001;13107,000000;Temp;degC;2,500038;\r\n"
+       "00002;inf;Flat;;1,000000;\r\n"},
+      // A relative source has no dates: stamps asked for change nothing.
+      {"stamps asked from a relative source", ",", '.', 1,
+       "1000.000000,500.000000\r\n*PRETRIG_COUNT\r\n000000003\r\n*CHANNELS\r\n"
+       "00000,3276.750000,Volt,V,0.000153,\r\n"
+       "00001,13107.000000,Temp,degC,2.500038,\r\n"
+       "00002,inf,Flat,,1.000000,\r\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ScratchDir dir;
+    const std::unique_ptr<FakeSource> source = ThreeChannels();
+    WriterContext context;
+    context.flags = c.flags;
+    context.listSeparator = c.separator;
+    context.decimalMark = c.mark;
+    TgtFmtHalvard writer(source.get(), context);
+    ASSERT_TRUE(writer.IsOk());
+    EXPECT_TRUE(writer.WantsHeaderFile());
+    EXPECT_EQ(writer.OutputBytesPerScan(), 6);
+    const WrittenFiles files = RunWriter(writer, 7, dir);
+    EXPECT_EQ(files.header, std::string(kHead) + c.body);
+    EXPECT_EQ(Hex(files.data), kCodes);
+  }
+}
+
+TEST(TgtFmtHalvard, ClockStampsPrecedeEveryScanOfAnAbsoluteSource) {
+  struct Case {
+    const char* name;
+    double startDays;  // scan 0's date
+    double rate;
+    const char* rates;
+    const char* data;  // per scan: hour minute second, microseconds (u32), month day year-1900, code
+  };
+  const Case cases[] = {
+      // 45366.5 is 15 March 2024, 12:00; scans 0.25 s apart (250000 = 0x3D090 microseconds).
+      {"quarter seconds", 45366.5, 4.0, "4.000000,4.000000",
+       "0C 00 00 00 00 00 00 03 0F 7C 00 00 "
+       "0C 00 00 90 D0 03 00 03 0F 7C FF 7F "
+       "0C 00 00 20 A1 07 00 03 0F 7C 00 80 "
+       "0C 00 00 B0 71 0B 00 03 0F 7C 66 06"},
+      // 36585.75 is 29 February 2000, 18:00; scans 2 s apart.
+      {"leap day, two seconds", 36585.75, 0.5, "0.500000,0.500000",
+       "12 00 00 00 00 00 00 02 1D 64 00 00 "
+       "12 00 02 00 00 00 00 02 1D 64 FF 7F "
+       "12 00 04 00 00 00 00 02 1D 64 00 80 "
+       "12 00 06 00 00 00 00 02 1D 64 66 06"},
+      // Scans 7 s apart: scan 1's seconds since 1899 come out as 3919665606.9999995, whose
+      // fraction would round to 1000000 microseconds on top of the calendar's 12:00:07. The
+      // microseconds follow the calendar's rounded time of day instead: 0.
+      {"a second reached by rounding", 45366.5, 1.0 / 7.0, "0.142857,0.142857",
+       "0C 00 00 00 00 00 00 03 0F 7C 00 00 "
+       "0C 00 07 00 00 00 00 03 0F 7C FF 7F "
+       "0C 00 0E 00 00 00 00 03 0F 7C 00 80 "
+       "0C 00 15 00 00 00 00 03 0F 7C 66 06"},
+      // No rate: the scans have no time, and their stamps stay zero (month 0: no date).
+      {"no rate", 45366.5, 0.0, "0.000000,0.000000",
+       "00 00 00 00 00 00 00 00 00 00 00 00 "
+       "00 00 00 00 00 00 00 00 00 00 FF 7F "
+       "00 00 00 00 00 00 00 00 00 00 00 80 "
+       "00 00 00 00 00 00 00 00 00 00 66 06"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ScratchDir dir;
+    FakeSource source({{"Volt", "V", -10.0, 10.0}}, {0.0, 10.0, -10.0, 0.5});
+    source.SetRates(c.rate, c.rate);
+    source.SetAbsolute(c.startDays);
+    WriterContext context;
+    context.flags = 1;
+    TgtFmtHalvard writer(&source, context);
+    EXPECT_EQ(writer.OutputBytesPerScan(), 12);
+    const WrittenFiles files = RunWriter(writer, 4, dir);
+    // The stamp's five words come first: the channel sits at word 5.
+    EXPECT_EQ(files.header, std::string(kHead) + c.rates + "\r\n*PRETRIG_COUNT\r\n000000000\r\n*CHANNELS\r\n" +
+                                "00005,3276.750000,Volt,V,0.000153,\r\n");
+    EXPECT_EQ(Hex(files.data), c.data);
+  }
+}
+
+TEST(TgtFmtHalvard, BlocksNeedTheChannelLimitsAndRoomForEveryScan) {
+  ScratchDir dir;
+  const std::unique_ptr<FakeSource> source = ThreeChannels();
+  TgtFmtHalvard writer(source.get(), WriterContext{});
+  std::vector<uint8_t> area(64);
+  OutputArea beforePreConvert(area.data(), area.size());
+  EXPECT_EQ(writer.ConvertDataBlock(2, beforePreConvert, 0), -1);
+
+  platform::File header = platform::File::Create(dir.File("a.HX$").c_str());
+  platform::File data = platform::File::Create(dir.File("a.HXT").c_str());
+  ASSERT_TRUE(writer.PreConvert("a.HXT", &data, &header, 7));
+  OutputArea tooSmall(area.data(), 11);  // two scans need 12 bytes
+  EXPECT_EQ(writer.ConvertDataBlock(2, tooSmall, 0), -1);
+  OutputArea none(area.data(), 0);
+  EXPECT_EQ(writer.ConvertDataBlock(0, none, 0), 0);
+  OutputArea lastScans(area.data(), area.size());
+  ASSERT_EQ(writer.ConvertDataBlock(2, lastScans, 5), 12);
+  EXPECT_EQ(Hex(std::string(area.begin(), area.begin() + 12)), "33 73 C0 72 00 00 50 C3 00 00 00 80");
+
+  EXPECT_TRUE(writer.PostConvert());
+  OutputArea afterPostConvert(area.data(), area.size());
+  EXPECT_EQ(writer.ConvertDataBlock(1, afterPostConvert, 0), -1);
+  // Without a description file there is nothing to write the description into.
+  EXPECT_FALSE(writer.PreConvert("a.HXT", &data, nullptr, 7));
+}
+
+// The registry's rows create these writers with the conversion's flags.
+TEST(TgtFmtHalvard, RegistryRowsCreateTheCodeWriters) {
+  struct Case {
+    int32_t format;
+    bool absolute;
+    uint32_t flags;
+    int64_t bytesPerScan;
+    bool headerFile;
+  };
+  const Case cases[] = {
+      {TRAVUNE_FMT_HALVARD, false, 1, 6, true},  {TRAVUNE_FMT_HALVARD, true, 0, 6, true},
+      {TRAVUNE_FMT_HALVARD, true, 1, 16, true},  {TRAVUNE_FMT_WAV, true, 1, 6, false},
+      {TRAVUNE_FMT_PERNIX, true, 1, 6, false},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(::testing::Message() << "format " << c.format << " flags " << c.flags << " absolute " << c.absolute);
+    const std::unique_ptr<FakeSource> source = ThreeChannels();
+    if (c.absolute) source->SetAbsolute(45366.5);
+    WriterContext context;
+    context.flags = c.flags;
+    const std::unique_ptr<TgtFmt> writer = CreateWriter(c.format, source.get(), context);
+    ASSERT_NE(writer, nullptr);
+    EXPECT_TRUE(writer->IsOk());
+    EXPECT_EQ(writer->OutputBytesPerScan(), c.bytesPerScan);
+    EXPECT_EQ(writer->WantsHeaderFile(), c.headerFile);
+  }
+}
+
+// The clock stamp the generator meant for a scan, in microseconds since 1970, from its own
+// calendar: the Automation date's days and the microseconds of the day.
+int64_t ExpectedStampMicros(const samples::SampleSpec& sample, int64_t scan) {
+  const double days = samples::ExpectedScanTime(sample, scan);
+  const double wholeDays = std::floor(days);
+  const int64_t dayMicros = std::llround((days - wholeDays) * 86400e6);
+  return (static_cast<int64_t>(wholeDays) - samples::AutomationDay(1970, 1, 1)) * 86400000000LL + dayMicros;
+}
+
+int64_t StampMicros(const testing::HalvardStamp& s) {
+  samples::CivilTime t;
+  t.year = 1900 + s.year;
+  t.month = s.month;
+  t.day = s.day;
+  t.hour = s.hour;
+  t.minute = s.minute;
+  t.second = s.second;
+  t.microsecond = s.microsecond;
+  return samples::MicrosecondsFromCivil(t);
+}
+
+// Every code against the plain rule applied to the generator's value (values of sources that
+// scale by a physical formula may differ by rounding and so by one code), and every value
+// within its channel's range read back through the description to its printed precision
+// (values outside the range wrap and cannot be read back).
+void ExpectSampleScans(const samples::SampleSpec& sample, const std::vector<int16_t>& codes,
+                       const testing::Decoded& decoded, const std::vector<testing::codes::ChannelRange>& ranges,
+                       int slack) {
+  ASSERT_EQ(codes.size(), decoded.values.size());
+  int failures = 0;
+  for (int64_t s = 0; s < decoded.scans && failures < 5; ++s) {
+    for (int32_t c = 0; c < decoded.chans; ++c) {
+      const size_t at = static_cast<size_t>(s * decoded.chans + c);
+      const double value = samples::ExpectedValue(sample, s, c);
+      const int expected = testing::ExpectedCode16(value, ranges[c].lower, ranges[c].upper);
+      if (std::abs(codes[at] - expected) > slack && ++failures <= 5) {
+        ADD_FAILURE() << "scan " << s << " channel " << c << ": code " << codes[at] << ", expected " << expected;
+      }
+      const bool inRange = value >= std::min(ranges[c].lower, ranges[c].upper) &&
+                           value <= std::max(ranges[c].lower, ranges[c].upper);
+      if (inRange && std::fabs(decoded.values[at] - value) > decoded.absTolerance && ++failures <= 5) {
+        ADD_FAILURE() << "scan " << s << " channel " << c << ": " << decoded.values[at] << " read back for " << value
+                      << " (tolerance " << decoded.absTolerance << ")";
+      }
+    }
+  }
+}
+
+// Whole conversions of every source type: one block or blocks of 4096 bytes give the same
+// files, a scan range gives exactly those scans' bytes, and the files read back give the
+// generator's values and (for dated sources with times asked for) its scan times.
+TEST(TgtFmtHalvard, SamplesConvertToTheSameFilesForAnyBlockAndRange) {
+  struct Case {
+    const char* name;
+    samples::SampleSpec sample;
+    uint32_t flags;
+    size_t stampBytes;
+    int slack;  // codes by which a physical formula's rounding may differ
+  };
+  const Case cases[] = {
+      {"morvane", testing::codes::SampleOf(TRAVUNE_SRC_MORVANE, 1200, 100), TRAVUNE_FLAG_SCAN_TIMES, 0, 0},
+      {"tarquilPacked", testing::codes::SampleOf(TRAVUNE_SRC_TARQUIL, 1000, 50, false, true), 0, 0, 1},
+      {"brenlowStamps", testing::codes::SampleOf(TRAVUNE_SRC_BRENLOW, 1200, 100, true), TRAVUNE_FLAG_SCAN_TIMES, 10, 0},
+      {"brenlowOwnStamps", testing::codes::SampleOf(TRAVUNE_SRC_BRENLOW, 1200, 100, true),
+       TRAVUNE_FLAG_SCAN_TIMES | TRAVUNE_FLAG_OWN_STAMPS, 10, 0},
+      {"quillon", testing::codes::SampleOf(TRAVUNE_SRC_QUILLON, 1200, 100), TRAVUNE_FLAG_SCAN_TIMES, 10, 0},
+      {"quillonNoTimes", testing::codes::SampleOf(TRAVUNE_SRC_QUILLON, 700, 10), 0, 0, 0},
+      {"celdrinOwnStamps", testing::codes::SampleOf(TRAVUNE_SRC_CELDRIN, 1200, 100, true),
+       TRAVUNE_FLAG_SCAN_TIMES | TRAVUNE_FLAG_OWN_STAMPS, 10, 1},
+      {"threnix", testing::codes::SampleOf(TRAVUNE_SRC_THRENIX, 600, 10, true), TRAVUNE_FLAG_SCAN_TIMES, 10, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ScratchDir dir;
+    testing::codes::ConversionRequest request;
+    request.files = testing::codes::WriteSampleFiles(c.sample, dir, c.name);
+    ASSERT_EQ(request.files.size(), 2u);
+    request.sourceType = c.sample.type;
+    request.format = TRAVUNE_FMT_HALVARD;
+    request.flags = c.flags;
+
+    request.header = dir.File("one.HX$");
+    request.data = dir.File("one.HXT");
+    request.blockBytes = 1 << 24;
+    std::vector<testing::codes::ChannelRange> ranges;
+    ASSERT_EQ(testing::codes::Convert(request, &ranges), 0);
+    request.header = dir.File("small.HX$");
+    request.data = dir.File("small.HXT");
+    request.blockBytes = 4096;
+    ASSERT_EQ(testing::codes::Convert(request), 0);
+    const std::string whole = testing::codes::FileBytes(dir.File("one.HXT"));
+    EXPECT_EQ(testing::codes::FileBytes(dir.File("small.HX$")), testing::codes::FileBytes(dir.File("one.HX$")));
+    EXPECT_TRUE(testing::codes::FileBytes(dir.File("small.HXT")) == whole);
+
+    const int chans = samples::NumChannels(c.sample);
+    const size_t scanBytes = c.stampBytes + 2 * static_cast<size_t>(chans);
+    ASSERT_EQ(whole.size(), scanBytes * static_cast<size_t>(c.sample.scans));
+    const testing::Decoded decoded = testing::DecodeHalvard(dir.File("one.HXT"), dir.File("one.HX$"));
+    ASSERT_TRUE(decoded.ok);
+    EXPECT_EQ(decoded.scans, c.sample.scans);
+    EXPECT_EQ(decoded.chans, chans);
+    ExpectSampleScans(c.sample, testing::DecodeHalvardCodes(dir.File("one.HXT"), dir.File("one.HX$")), decoded, ranges,
+                      c.slack);
+
+    const std::vector<testing::HalvardStamp> stamps =
+        testing::DecodeHalvardStamps(dir.File("one.HXT"), dir.File("one.HX$"));
+    ASSERT_EQ(stamps.size(), c.stampBytes == 0 ? 0u : static_cast<size_t>(c.sample.scans));
+    for (size_t s = 0; s < stamps.size(); ++s) {
+      // Microseconds from a day number near 45000 carry about half a microsecond of doubt.
+      ASSERT_LE(std::llabs(StampMicros(stamps[s]) - ExpectedStampMicros(c.sample, static_cast<int64_t>(s))), 1)
+          << "scan " << s;
+    }
+
+    // A range starting inside the pre-trigger scans and ending before the last scan.
+    request.header = dir.File("range.HX$");
+    request.data = dir.File("range.HXT");
+    request.firstScan = 37;
+    request.scanCount = static_cast<uint32_t>(c.sample.scans - 100);
+    ASSERT_EQ(testing::codes::Convert(request), 0);
+    const std::string rangeScans = whole.substr(37 * scanBytes, request.scanCount * scanBytes);
+    EXPECT_TRUE(testing::codes::FileBytes(dir.File("range.HXT")) == rangeScans);
+    request.firstScan = 0;
+    request.scanCount = 0;
+  }
+}
+
+}  // namespace
+}  // namespace travune

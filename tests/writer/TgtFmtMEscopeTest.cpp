@@ -1,0 +1,422 @@
+// ME'scope writer with the WrtBlk32 block-writer library: block files written by hand from the
+// calls' meaning, every message and failure path (through the library's test build, which fails
+// on demand), and conversions of generated acquisitions read back sample by sample.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "qulix.h"
+#include "source/SrcFmt.h"
+#include "writer/CodeWriterRuns.h"
+#include "writer/FakeSource.h"
+#include "writer/TgtFmtMEscope.h"
+#include "writer/decoders/BlockDecoder.h"
+
+namespace travune {
+namespace {
+
+namespace codes = testing::codes;
+using testing::BlockFile;
+using testing::FakeChannel;
+using testing::FakeSource;
+using testing::ReadBlockFile;
+
+// The test build of the library, held open for the whole test so that an injected failure stays
+// in force while the writer loads and unloads the library by name.
+class FailingLibrary {
+ public:
+  FailingLibrary() : module_(platform::LoadModule("wrtblk32_failing")) {}
+  ~FailingLibrary() {
+    Inject(nullptr, 0, 0, false);
+    platform::FreeModule(module_);
+  }
+  FailingLibrary(const FailingLibrary&) = delete;
+  FailingLibrary& operator=(const FailingLibrary&) = delete;
+
+  bool IsLoaded() const { return module_ != nullptr; }
+  // After `successes` good calls of entry, it returns result (or throws when raise).
+  void Inject(const char* entry, int32_t successes, int16_t result, bool raise) {
+    using InjectEntry = void (*)(const char*, int32_t, int16_t, int16_t);
+    const auto inject = reinterpret_cast<InjectEntry>(platform::FindSymbol(module_, "WRTBLK32INJECTFAILURE"));
+    ASSERT_NE(inject, nullptr);
+    inject(entry, successes, result, raise ? 1 : 0);
+  }
+
+ private:
+  void* module_;
+};
+
+// What one writer run did, as the session would see it.
+struct WriterRun {
+  bool preConverted = false;
+  bool tookDataFile = false;
+  bool dataFileClosed = false;
+  std::vector<int64_t> blocks;  // ConvertDataBlock's results
+  std::string messages;         // what the writer showed, one line each
+  std::string file;             // the data file after PostConvert; "<missing>" when there is none
+};
+
+// Creates the data file, then PreConvert, blocks of at most blockScans over [first, first +
+// count), beforeOutput, PostConvert and the close of a data file the writer left open.
+template <class BeforeOutput>
+WriterRun RunWriter(TgtFmtMEscope& writer, const std::string& dataPath, int64_t first, int64_t count,
+                    int64_t blockScans, BeforeOutput beforeOutput) {
+  WriterRun run;
+  ::testing::internal::CaptureStderr();
+  {
+    platform::File data = platform::File::Create(dataPath.c_str());
+    EXPECT_TRUE(data.IsOpen());
+    EXPECT_TRUE(writer.PrepareBlocks(blockScans));
+    run.preConverted = writer.PreConvert(dataPath.c_str(), &data, nullptr, count);
+    run.tookDataFile = writer.TookDataFile();
+    run.dataFileClosed = !data.IsOpen();
+    std::vector<uint8_t> area(static_cast<size_t>(blockScans * writer.OutputBytesPerScan()));
+    for (int64_t scan = first; scan < first + count; scan += blockScans) {
+      OutputArea out(area.data(), area.size());
+      run.blocks.push_back(writer.ConvertDataBlock(std::min(blockScans, first + count - scan), out, scan));
+      EXPECT_EQ(out.Size(), 0u);
+    }
+    beforeOutput();
+    EXPECT_TRUE(writer.PostConvert());
+  }
+  run.messages = ::testing::internal::GetCapturedStderr();
+  run.file = std::filesystem::exists(dataPath) ? codes::FileBytes(dataPath) : "<missing>";
+  return run;
+}
+
+WriterRun RunWriter(TgtFmtMEscope& writer, const std::string& dataPath, int64_t first, int64_t count,
+                    int64_t blockScans) {
+  return RunWriter(writer, dataPath, first, count, blockScans, [] {});
+}
+
+// Two channels whose labels and units carry blanks to be trimmed, three scans.
+FakeSource TwoChannelSource() {
+  return FakeSource({{" Volts \t", "V "}, {"\r\nTemp", "\tdegC\n"}},
+                    {1.5, -2.0, 0.1, 1.0 / 3.0, 1e8, 1e-10});
+}
+
+TEST(TgtFmtMEscope, BlockFilesAsTheCallsDescribeThem) {
+  const std::string header =
+      "Measurement Type\tTime Waveform\r\n"
+      "Label\tRUN\r\n"
+      "X Axis Spacing\tUniform\r\n"
+      "X Axis Units\tSeconds\r\n"
+      "Y Axis Units\tV\tdegC\r\n"  // units and labels trimmed at both ends
+      "Trace Labels\tVolts\tTemp\r\n";
+  struct Case {
+    const char* name;
+    const char* dataName;
+    bool twoTimeBases;
+    int64_t first, count;
+    std::string expected;
+  };
+  const Case cases[] = {
+      // Rate 100/s: increment float(0.01); start 1 (the pre-trigger scans), so sample n lies at
+      // (n - 1 - 1) * 0.01 s. Values are the nearest floats in their shortest text: 1/3 is
+      // 0.333333343..., 1e-10 is the float closest to it.
+      {"uniform", "run.blk", false, 0, 3,
+       header +
+           "-0.01\t1.5\t-2\r\n"
+           "0\t0.1\t0.33333334\r\n"
+           "0.01\t1e+08\t1e-10\r\n"},
+      // Only scan 1 converted: the samples of the other scans keep the block's zeros.
+      {"scan range", "run.blk", false, 1, 1,
+       header +
+           "-0.01\t0\t0\r\n"
+           "0\t0.1\t0.33333334\r\n"
+           "0.01\t0\t0\r\n"},
+      // 100/s before the trigger at scan 2, 200/s from it: each scan's own time, -0.02, -0.01,
+      // 0 and 0.005 s; the label is the base name upper-cased, the file keeps its name.
+      {"two time bases", "Mixed.Blk", true, 0, 3,
+       "Measurement Type\tTime Waveform\r\n"
+       "Label\tMIXED\r\n"
+       "X Axis Spacing\tNon-Uniform\r\n"
+       "X Axis Units\tSeconds\r\n"
+       "Y Axis Units\tV\tdegC\r\n"
+       "Trace Labels\tVolts\tTemp\r\n"
+       "-0.02\t1.5\t-2\r\n"
+       "-0.01\t0.1\t0.33333334\r\n"
+       "0\t1e+08\t1e-10\r\n"},
+  };
+  for (const Case& c : cases) {
+    for (const int64_t blockScans : {int64_t{1}, int64_t{2}, int64_t{3}}) {
+      SCOPED_TRACE(std::string(c.name) + ", block of " + std::to_string(blockScans));
+      FakeSource source = TwoChannelSource();
+      if (c.twoTimeBases) source.SetRates(100.0, 200.0);
+      source.SetPreTrigCount(c.twoTimeBases ? 2 : 1);
+      TgtFmtMEscope writer(&source);
+      ASSERT_TRUE(writer.IsOk());
+      EXPECT_EQ(writer.OutputBytesPerScan(), 10);
+      EXPECT_FALSE(writer.WantsHeaderFile());
+      codes::ScratchDir dir;
+      const WriterRun run = RunWriter(writer, dir.File(c.dataName), c.first, c.count, blockScans);
+      EXPECT_TRUE(run.preConverted);
+      EXPECT_TRUE(run.tookDataFile);
+      EXPECT_TRUE(run.dataFileClosed);
+      EXPECT_EQ(run.messages, "");
+      EXPECT_EQ(run.file, c.expected);
+    }
+  }
+}
+
+TEST(TgtFmtMEscope, ScanRateZeroGivesInfiniteSpacingWithoutFailing) {
+  // 1 / 0 is +inf: sample n lies at (n - 1) * inf, so 0 * inf (not a number) for the first and
+  // +inf after it; the values are untouched.
+  FakeSource source = TwoChannelSource();
+  source.SetRates(0.0, 0.0);
+  TgtFmtMEscope writer(&source);
+  codes::ScratchDir dir;
+  const WriterRun run = RunWriter(writer, dir.File("zero.blk"), 0, 3, 3);
+  EXPECT_TRUE(run.preConverted);
+  const BlockFile file = ReadBlockFile(dir.File("zero.blk"));
+  ASSERT_TRUE(file.ok) << file.error;
+  ASSERT_EQ(file.x.size(), 3u);
+  EXPECT_TRUE(std::isnan(file.x[0]));
+  EXPECT_EQ(file.x[1], std::numeric_limits<double>::infinity());
+  EXPECT_EQ(file.x[2], std::numeric_limits<double>::infinity());
+  EXPECT_EQ(file.values[5], static_cast<double>(1e-10f));
+}
+
+enum class Module { kReal, kFailing, kAbsent, kWithoutEntries };
+enum class Timing { kUniform, kTwoRates, kTwoRatesUntimed, kTooManyScans };
+
+// The file the Qulix driver library was loaded from: a module that has none of the entry points.
+std::string QulixLibraryPath() {
+  Dl_info info{};
+  return ::dladdr(reinterpret_cast<void*>(&QlxRtd), &info) != 0 && info.dli_fname != nullptr ? info.dli_fname : "";
+}
+
+std::string ModuleName(Module module) {
+  switch (module) {
+    case Module::kReal: return "wrtblk32";
+    case Module::kFailing: return "wrtblk32_failing";
+    case Module::kAbsent: return "wrtblk32_absent";
+    case Module::kWithoutEntries: return QulixLibraryPath();
+  }
+  return "";
+}
+
+TEST(TgtFmtMEscope, EveryMessageAndFailurePath) {
+  const std::string load = "Error: Failed to load Vibrant Technologies WrtBlk32 DLL.\n";
+  const std::string version = "Error: Vibrant Technologies WrtBlk32 DLL must be version 3.0 or later.\n";
+  const std::string timeBases =
+      "Error: Selected data uses multiple timebases, but relative time data not supported.\n";
+  const std::string tooLarge = "Error: Data set selected for conversion is too large for available PC memory.\n";
+  const std::string call = "Error: Failed call to Vibrant Technologies WrtBlk32 DLL.\n";
+  const std::string write = "Error: Failed to write converted data disk.\n";
+  const double none = 0.0;  // a sample the library never received
+  struct Case {
+    const char* name;
+    Module module;
+    Timing timing;
+    const char* failingEntry;  // with Module::kFailing
+    int32_t successes;
+    int16_t result;
+    bool raise;
+    bool removeDirectoryBeforeOutput;
+    bool preConverted;
+    std::vector<int64_t> blocks;  // one scan per block
+    std::string messages;
+    std::vector<double> values;  // the block file's values, when one is written
+  };
+  const std::vector<double> all = {1.5, -2.0, 0.1f, 1.0f / 3.0f, 1e8, 1e-10f};
+  const Case cases[] = {
+      {"written", Module::kReal, Timing::kUniform, nullptr, 0, 0, false, false, true, {0, 0, 0}, "", all},
+      {"version 3 accepted", Module::kFailing, Timing::kUniform, "GETWRTBLOCKVERSION", 0, 3, false, false, true,
+       {0, 0, 0}, "", all},
+      // A failed PreConvert leaves the session's file open: the library cannot write over it,
+      // and with no block described it has nothing to write either. Values are refused (-1)
+      // once the block was reset.
+      {"no library", Module::kAbsent, Timing::kUniform, nullptr, 0, 0, false, false, false, {0, 0, 0}, load, {}},
+      {"version 2", Module::kFailing, Timing::kUniform, "GETWRTBLOCKVERSION", 0, 2, false, false, false,
+       {-1, -1, -1}, version + write, {}},
+      // Times that are scan counts cannot place two rates on one axis. The blocks then stop at
+      // the refused x value with 0.
+      {"two rates, no times", Module::kReal, Timing::kTwoRatesUntimed, nullptr, 0, 0, false, false, false,
+       {0, 0, 0}, timeBases + write, {}},
+      {"too many samples", Module::kReal, Timing::kTooManyScans, nullptr, 0, 0, false, false, false, {-1, -1, -1},
+       tooLarge + write, {}},
+      {"too many samples, refused", Module::kFailing, Timing::kUniform, "SETDATABLOCKNUMBEROFSAMPLES", 0, 2, false,
+       false, false, {-1, -1, -1}, tooLarge + write, {}},
+      // Refusals of the block's description end PreConvert without a message of their own.
+      {"spacing refused", Module::kFailing, Timing::kUniform, "SETDATABLOCKXAXISSPACING", 0, 1, false, false, false,
+       {-1, -1, -1}, write, {}},
+      {"data format refused", Module::kFailing, Timing::kUniform, "SETDATABLOCKTRACEDATAFORMAT", 0, 1, false, false,
+       false, {-1, -1, -1}, write, {}},
+      {"traces refused", Module::kFailing, Timing::kUniform, "SETDATABLOCKNUMBEROFTRACES", 0, 1, false, false, false,
+       {-1, -1, -1}, write, {}},
+      {"second trace label refused", Module::kFailing, Timing::kUniform, "SETTRACELABEL", 1, 1, false, false, false,
+       {0, 0, 0}, write, {}},
+      {"trace units refused", Module::kFailing, Timing::kUniform, "SETTRACEMEASUREMENTUNITS", 0, 1, false, false,
+       false, {0, 0, 0}, write, {}},
+      // Results the writer does not rely on.
+      {"label refused", Module::kFailing, Timing::kUniform, "SETDATABLOCKLABEL", 0, 1, false, false, true, {0, 0, 0},
+       "", all},
+      {"peak/RMS refused", Module::kFailing, Timing::kUniform, "SETDATABLOCKPEAKRMS", 0, 1, false, false, true,
+       {0, 0, 0}, "", all},
+      // A fault inside the library resets the block (so later values are refused) and is
+      // reported as a failed call.
+      {"fault in trace label", Module::kFailing, Timing::kUniform, "SETTRACELABEL", 1, 0, true, false, false,
+       {-1, -1, -1}, call + write, {}},
+      {"fault in version", Module::kFailing, Timing::kUniform, "GETWRTBLOCKVERSION", 0, 0, true, false, false,
+       {-1, -1, -1}, call + write, {}},
+      // No INITIALIZEWRTBLOCK: nothing to reset, and no OUTPUTDATABLOCK: no output, no message.
+      {"no entry points", Module::kWithoutEntries, Timing::kUniform, nullptr, 0, 0, false, false, false, {0, 0, 0},
+       call, {}},
+      // The third value is refused: its block fails, and so does every later one.
+      {"value refused", Module::kFailing, Timing::kUniform, "SETTRACESAMPLEVALUE", 2, 1, false, false, true,
+       {0, -1, -1}, "", {1.5, -2.0, none, none, none, none}},
+      {"fault in value", Module::kFailing, Timing::kUniform, "SETTRACESAMPLEVALUE", 3, 0, true, false, true,
+       {0, 0, 0}, "", {1.5, -2.0, 0.1f, none, none, none}},
+      // A refused time ends its block before its values, with 0.
+      {"time refused", Module::kFailing, Timing::kTwoRates, "SETDATABLOCKXAXISVALUE", 1, 1, false, false, true,
+       {0, 0, 0}, "", {1.5, -2.0, none, none, none, none}},
+      {"output refused", Module::kFailing, Timing::kUniform, "OUTPUTDATABLOCK", 0, 3, false, false, true, {0, 0, 0},
+       write, {}},
+      {"fault in output", Module::kFailing, Timing::kUniform, "OUTPUTDATABLOCK", 0, 0, true, false, true, {0, 0, 0},
+       write, {}},
+      {"directory gone", Module::kReal, Timing::kUniform, nullptr, 0, 0, false, true, true, {0, 0, 0}, write, {}},
+  };
+  FailingLibrary failing;
+  ASSERT_TRUE(failing.IsLoaded());
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    FakeSource source = TwoChannelSource();
+    source.SetPreTrigCount(1);
+    if (c.timing == Timing::kTwoRates || c.timing == Timing::kTwoRatesUntimed) source.SetRates(100.0, 200.0);
+    if (c.timing == Timing::kTwoRatesUntimed) source.SetUntimed();
+    // 2^27 scans of two traces: with the x values 3 * 2^27 floats, more than a block holds.
+    if (c.timing == Timing::kTooManyScans) source.SetDataFileSize(16.0 * (1 << 27));
+    failing.Inject(c.failingEntry, c.successes, c.result, c.raise);
+
+    codes::ScratchDir dir;
+    const std::filesystem::path subdirectory = dir.File("sub");
+    std::filesystem::create_directory(subdirectory);
+    const std::string dataPath = (subdirectory / "acq.blk").string();
+    TgtFmtMEscope writer(&source, ModuleName(c.module));
+    const WriterRun run = RunWriter(writer, dataPath, 0, 3, 1, [&] {
+      if (c.removeDirectoryBeforeOutput) std::filesystem::remove_all(subdirectory);
+    });
+    failing.Inject(nullptr, 0, 0, false);
+
+    EXPECT_EQ(run.preConverted, c.preConverted);
+    EXPECT_EQ(run.tookDataFile, c.preConverted);
+    EXPECT_EQ(run.dataFileClosed, c.preConverted);
+    EXPECT_EQ(run.blocks, c.blocks);
+    EXPECT_EQ(run.messages, c.messages);
+    if (c.removeDirectoryBeforeOutput) {
+      EXPECT_EQ(run.file, "<missing>");
+    } else if (c.values.empty()) {
+      EXPECT_EQ(run.file, "");  // the empty file the session created, never written
+    } else {
+      const BlockFile file = ReadBlockFile(dataPath);
+      ASSERT_TRUE(file.ok) << file.error;
+      EXPECT_EQ(file.values, c.values);
+    }
+  }
+}
+
+// Every value of a block file against the raw float conversion of the same scans.
+void ExpectSameValues(const BlockFile& block, const std::string& floats, int64_t first, int64_t count) {
+  ASSERT_EQ(floats.size(), block.traceLabels.size() * static_cast<size_t>(count) * 4);
+  for (size_t sample = 0; sample < block.x.size(); ++sample) {
+    const bool converted = static_cast<int64_t>(sample) >= first && static_cast<int64_t>(sample) < first + count;
+    for (size_t t = 0; t < block.traceLabels.size(); ++t) {
+      float expected = 0.0f;
+      if (converted) {
+        const size_t at = ((sample - static_cast<size_t>(first)) * block.traceLabels.size() + t) * 4;
+        std::memcpy(&expected, floats.data() + at, 4);
+      }
+      const double value = block.values[sample * block.traceLabels.size() + t];
+      if (value != static_cast<double>(expected) && !(std::isnan(value) && std::isnan(expected))) {
+        ADD_FAILURE() << "sample " << sample + 1 << ", trace " << t + 1 << ": " << value << " != " << expected;
+        return;
+      }
+    }
+  }
+}
+
+TEST(TgtFmtMEscope, ConversionsOfEverySourceTypeHoldEverySample) {
+  struct Case {
+    const char* name;
+    samples::SampleSpec sample;
+    double rate;  // the generator's one rate in scans per second; 0: two time bases
+    uint32_t first, count;  // count 0: every scan
+  };
+  const Case cases[] = {
+      {"morvane", codes::SampleOf(TRAVUNE_SRC_MORVANE, 1200, 100), 1000.0, 0, 0},
+      {"morvane range", codes::SampleOf(TRAVUNE_SRC_MORVANE, 1200, 100), 1000.0, 250, 700},
+      {"tarquil", codes::SampleOf(TRAVUNE_SRC_TARQUIL, 900, 30), 0.0, 0, 0},
+      {"quillon", codes::SampleOf(TRAVUNE_SRC_QUILLON, 900, 30), 200.0, 0, 0},
+      {"brenlow stamps", codes::SampleOf(TRAVUNE_SRC_BRENLOW, 700, 0, true), 128.0, 0, 0},
+      {"celdrin range", codes::SampleOf(TRAVUNE_SRC_CELDRIN, 1000, 100), 0.0, 40, 500},
+      {"celdrin stamps", codes::SampleOf(TRAVUNE_SRC_CELDRIN, 1000, 100, true), 0.0, 0, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    codes::ScratchDir dir;
+    codes::ConversionRequest request;
+    request.files = codes::WriteSampleFiles(c.sample, dir, "acq");
+    ASSERT_EQ(request.files.size(), 2u);
+    request.sourceType = c.sample.type;
+    request.firstScan = c.first;
+    request.scanCount = c.count;
+    request.header = dir.File("unused.hdr");
+
+    request.format = TRAVUNE_FMT_FLOAT32;
+    request.data = dir.File("acq.f32");
+    ASSERT_EQ(codes::Convert(request), 0);
+    request.format = TRAVUNE_FMT_MESCOPE;
+    // The same file from blocks of 4096 bytes and from one block of every scan.
+    std::string files[2];
+    const int64_t blockBytes[2] = {4096, int64_t{1} << 24};
+    ::testing::internal::CaptureStderr();
+    for (int i = 0; i < 2; ++i) {
+      const std::string subdirectory = dir.File(std::to_string(i));
+      std::filesystem::create_directory(subdirectory);
+      request.data = subdirectory + "/run.blk";
+      request.blockBytes = blockBytes[i];
+      EXPECT_EQ(codes::Convert(request), 0);
+      files[i] = codes::FileBytes(request.data);
+    }
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+    EXPECT_FALSE(std::filesystem::exists(dir.File("unused.hdr")));
+    EXPECT_TRUE(files[0] == files[1]) << "the block size changed the file";
+
+    const BlockFile block = ReadBlockFile(request.data);
+    ASSERT_TRUE(block.ok) << block.error;
+    const int64_t scans = c.sample.scans;
+    const int64_t count = c.count > 0 ? c.count : scans;
+    EXPECT_EQ(block.label, "RUN");
+    EXPECT_EQ(block.measurementType, "Time Waveform");
+    EXPECT_EQ(block.xUnits, "Seconds");
+    EXPECT_EQ(block.spacing, c.rate == 0.0 ? "Non-Uniform" : "Uniform");
+    ASSERT_EQ(block.traceLabels.size(), static_cast<size_t>(samples::NumChannels(c.sample)));
+    ASSERT_EQ(static_cast<int64_t>(block.x.size()), scans);
+    ExpectSameValues(block, codes::FileBytes(dir.File("acq.f32")), c.first, count);
+
+    // One time base: seconds from the trigger scan at the one rate. Two: each converted scan's
+    // native time in seconds (an absolute date stays one, as seconds since 30 December 1899);
+    // the other scans keep 0.
+    for (int64_t scan = 0; scan < scans; ++scan) {
+      const bool converted = scan >= c.first && scan < c.first + count;
+      const double seconds = c.rate > 0.0 ? static_cast<double>(scan - c.sample.preTrig) / c.rate
+                             : converted  ? samples::ExpectedScanTime(c.sample, scan) * 86400.0
+                                          : 0.0;
+      const double x = block.x[static_cast<size_t>(scan)];
+      if (std::fabs(x - seconds) > 1e-6 * std::fabs(seconds) + 1e-9) {
+        ADD_FAILURE() << "scan " << scan << ": x " << x << ", expected " << seconds;
+        break;
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace travune

@@ -1,0 +1,256 @@
+// MATLAB writer: the MAT-file and its text byte for byte whatever the order and size of the
+// blocks, scan ranges, blocks outside the matrix, blanks in the file name, and generated
+// acquisitions of every type read back by the test decoder.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "samples/Samples.h"
+#include "writer/CodeWriterRuns.h"
+#include "writer/FakeSource.h"
+#include "writer/HeaderedRun.h"
+#include "writer/TgtFmtMatlab.h"
+#include "writer/decoders/MatlabDecoder.h"
+
+namespace travune {
+namespace {
+
+using testing::FakeSource;
+
+struct Block {
+  int64_t first;
+  int64_t scans;
+};
+
+class TgtFmtMatlabTest : public testing::HeaderedWriterTest {
+ protected:
+  // PreConvert with total scans, then the blocks in the order given, each converted by the
+  // writer alone (it places its data itself and must return 0 bytes).
+  testing::WrittenFiles Run(FakeSource& source, int64_t total, const std::vector<Block>& blocks,
+                            const std::string& name = "run_1") {
+    TgtFmtMatlab writer(&source);
+    EXPECT_TRUE(writer.IsOk());
+    EXPECT_TRUE(writer.WantsHeaderFile());
+    EXPECT_EQ(writer.OutputBytesPerScan(), 8 * source.GetNumChans());
+    dataPath_ = Path(name + ".mat");
+    headerPath_ = Path(name + ".DSC");
+    {
+      platform::File data = platform::File::Create(dataPath_.c_str());
+      platform::File header = platform::File::Create(headerPath_.c_str());
+      EXPECT_TRUE(writer.PrepareBlocks(total));
+      EXPECT_TRUE(writer.PreConvert(dataPath_.c_str(), &data, &header, total));
+      for (const Block& b : blocks) {
+        std::vector<uint8_t> area(static_cast<size_t>(b.scans * writer.OutputBytesPerScan()));
+        OutputArea out(area.data(), area.size());
+        EXPECT_EQ(writer.ConvertDataBlock(b.scans, out, b.first), 0) << "block at " << b.first;
+      }
+      EXPECT_TRUE(writer.PostConvert());
+    }
+    return {testing::ReadWholeFile(dataPath_), testing::ReadWholeFile(headerPath_)};
+  }
+
+  std::string dataPath_;
+  std::string headerPath_;
+};
+
+TEST_F(TgtFmtMatlabTest, WholeFileByteForByteInAnyBlockOrder) {
+  // Scans (1.5, -2), (0.1, 1e300), (-0, 3).
+  FakeSource source({{"a", "V"}, {"b", "A"}}, {1.5, -2.0, 0.1, 1e300, -0.0, 3.0});
+  const std::string text =
+      "The file run_1.MAT contains the acquisition data in a matrix format.\r\nThe matrix name is: A.\r\n";
+  const std::string mat(
+      "\x00\x00\x00\x00"  // type 0: little-endian doubles, full matrix
+      "\x03\x00\x00\x00"  // 3 rows (scans)
+      "\x02\x00\x00\x00"  // 2 columns (channels)
+      "\x00\x00\x00\x00"  // real
+      "\x02\x00\x00\x00"  // name length with the terminator
+      "A\x00"
+      "\x00\x00\x00\x00\x00\x00\xF8\x3F"   // column a: 1.5
+      "\x9A\x99\x99\x99\x99\x99\xB9\x3F"   // 0.1
+      "\x00\x00\x00\x00\x00\x00\x00\x80"   // -0
+      "\x00\x00\x00\x00\x00\x00\x00\xC0"   // column b: -2
+      "\x9C\x75\x00\x88\x3C\xE4\x37\x7E"   // 1e300
+      "\x00\x00\x00\x00\x00\x00\x08\x40",  // 3
+      22 + 48);
+  const struct {
+    const char* name;
+    std::vector<Block> blocks;
+  } orders[] = {
+      {"one block", {{0, 3}}},
+      {"in order", {{0, 1}, {1, 1}, {2, 1}}},
+      {"later block first", {{2, 1}, {0, 2}}},
+      {"backwards", {{2, 1}, {1, 1}, {0, 1}}},
+      {"middle first", {{1, 2}, {0, 1}}},
+  };
+  for (const auto& order : orders) {
+    SCOPED_TRACE(order.name);
+    const auto files = Run(source, 3, order.blocks);
+    EXPECT_EQ(files.header, text);
+    EXPECT_EQ(files.data, mat);
+  }
+
+  // One channel is one column: its blocks lie back to back.
+  FakeSource single({{"a", "V"}}, {1.5, 0.1, -0.0});
+  EXPECT_EQ(Run(single, 3, {{1, 2}, {0, 1}}).data,
+            std::string("\x00\x00\x00\x00\x03\x00\x00\x00\x01\x00\x00\x00\x00\x00\x00\x00\x02\x00\x00\x00"
+                        "A\x00",
+                        22) +
+                mat.substr(22, 24));
+}
+
+TEST_F(TgtFmtMatlabTest, RowsNoBlockReachesReadAsZero) {
+  FakeSource source({{"a", "V"}, {"b", "A"}}, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
+  // A scan range of scans 1 and 2 out of 5: the matrix keeps 5 rows.
+  const auto files = Run(source, 5, {{1, 2}});
+  EXPECT_EQ(files.data.size(), 22u + 8 * 5 * 2);
+  const testing::Decoded decoded = testing::DecodeMatlab(dataPath_, headerPath_);
+  ASSERT_TRUE(decoded.ok);
+  EXPECT_EQ(decoded.scans, 5);
+  EXPECT_EQ(decoded.values, (std::vector<double>{0, 0, 3, 4, 5, 6, 0, 0, 0, 0}));
+
+  // No scans at all: the header alone.
+  EXPECT_EQ(Run(source, 0, {}).data.size(), 22u);
+}
+
+TEST_F(TgtFmtMatlabTest, RefusesBlocksOutsideTheMatrix) {
+  FakeSource source({{"a", "V"}, {"b", "A"}}, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
+  const struct {
+    const char* name;
+    int64_t total;
+    Block block;
+  } cases[] = {
+      {"past the last row", 4, {3, 2}},
+      {"starting after the last row", 3, {4, 1}},
+      {"before the first row", 5, {-1, 2}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    TgtFmtMatlab writer(&source);
+    const std::string dataPath = Path("refused.mat");
+    const std::string headerPath = Path("refused.DSC");
+    {
+      platform::File data = platform::File::Create(dataPath.c_str());
+      platform::File header = platform::File::Create(headerPath.c_str());
+      std::vector<uint8_t> area(static_cast<size_t>(8 * 2 * 5));
+      OutputArea before(area.data(), area.size());
+      EXPECT_EQ(writer.ConvertDataBlock(1, before, 0), -1) << "before PreConvert";
+      ASSERT_TRUE(writer.PreConvert(dataPath.c_str(), &data, &header, c.total));
+      OutputArea out(area.data(), area.size());
+      EXPECT_EQ(writer.ConvertDataBlock(c.block.scans, out, c.block.first), -1);
+    }
+    // Nothing was written into the columns.
+    EXPECT_EQ(testing::ReadWholeFile(dataPath).substr(22), std::string(static_cast<size_t>(8 * 2 * c.total), '\0'));
+  }
+}
+
+TEST_F(TgtFmtMatlabTest, RefusesABaseNameTooLongForAFileNamePart) {
+  FakeSource source({{"a", "V"}}, {1.0});
+  const struct {
+    size_t length;
+    bool accepted;
+  } cases[] = {{127, true}, {128, false}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.length);
+    TgtFmtMatlab writer(&source);
+    const std::string dataPath = Path(std::string(c.length, 'n') + ".mat");
+    platform::File data = platform::File::Create(dataPath.c_str());
+    platform::File header = platform::File::Create(Path("long.DSC").c_str());
+    EXPECT_EQ(writer.PreConvert(dataPath.c_str(), &data, &header, 1), c.accepted);
+    std::vector<uint8_t> area(8);
+    OutputArea out(area.data(), area.size());
+    // Without its header the matrix gets no blocks: the conversion fails instead of leaving a
+    // file no reader can load.
+    EXPECT_EQ(writer.ConvertDataBlock(1, out, 0), c.accepted ? 0 : -1);
+  }
+}
+
+// Whole-file and 4096-byte blocks give the same file; the decoder reads back the generator's
+// values, each temperature with its own scan's cold-junction reference.
+TEST(MatlabSamples, ValuesOfEveryType) {
+  testing::codes::ScratchDir dir;
+  const struct {
+    const char* name;
+    samples::SampleSpec sample;
+    uint32_t flags;
+    double tolerance;  // relative: the generator of some types uses the physical formula
+  } cases[] = {
+      {"morvane", testing::codes::SampleOf(3, 1200, 100), 0, 0.0},
+      {"tarquil", testing::codes::SampleOf(4, 1200, 100), 0, 1e-12},
+      {"tarquil packed", testing::codes::SampleOf(4, 1001, 50, false, true), 0, 1e-12},
+      {"brenlow stamps", testing::codes::SampleOf(2, 600, 10, true), TRAVUNE_FLAG_OWN_STAMPS, 0.0},
+      {"threnix", testing::codes::SampleOf(8, 600, 10), 0, 0.0},
+      {"quillon", testing::codes::SampleOf(5, 700, 100), 0, 0.0},
+      {"celdrin", testing::codes::SampleOf(6, 1200, 100), 0, 1e-12},
+      {"celdrin stamps", testing::codes::SampleOf(6, 900, 0, true), 0, 1e-12},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    testing::codes::ConversionRequest r;
+    r.files = testing::codes::WriteSampleFiles(c.sample, dir, "acq");
+    ASSERT_EQ(r.files.size(), 2u);
+    r.sourceType = c.sample.type;
+    r.format = TRAVUNE_FMT_MATLAB;
+    r.flags = c.flags;
+    r.header = dir.File("out.DSC");
+    r.data = dir.File("out.mat");
+    r.blockBytes = 1 << 24;
+    ASSERT_EQ(testing::codes::Convert(r), 0);
+    const std::string whole = testing::codes::FileBytes(r.data);
+    r.blockBytes = 4096;
+    ASSERT_EQ(testing::codes::Convert(r), 0);
+    EXPECT_EQ(testing::codes::FileBytes(r.data), whole);
+
+    const testing::Decoded decoded = testing::DecodeMatlab(r.data, r.header);
+    ASSERT_TRUE(decoded.ok);
+    ASSERT_EQ(decoded.scans, c.sample.scans);
+    ASSERT_EQ(decoded.chans, samples::NumChannels(c.sample));
+    int failures = 0;
+    for (int64_t s = 0; s < decoded.scans; ++s) {
+      for (int ch = 0; ch < decoded.chans; ++ch) {
+        const double expected = samples::ExpectedValue(c.sample, s, ch);
+        const double got = decoded.values[static_cast<size_t>(s * decoded.chans + ch)];
+        if (!(std::fabs(got - expected) <= c.tolerance * std::fabs(expected)) && ++failures <= 5) {
+          ADD_FAILURE() << "scan " << s << " channel " << ch << ": " << got << " for " << expected;
+        }
+      }
+    }
+  }
+}
+
+TEST(MatlabSamples, ScanRangeAndBlanksInTheName) {
+  testing::codes::ScratchDir dir;
+  const samples::SampleSpec sample = testing::codes::SampleOf(3, 1200, 100);
+  testing::codes::ConversionRequest r;
+  r.files = testing::codes::WriteSampleFiles(sample, dir, "acq");
+  ASSERT_EQ(r.files.size(), 2u);
+  r.sourceType = sample.type;
+  r.format = TRAVUNE_FMT_MATLAB;
+  // Blanks in the output names become underscores.
+  r.header = dir.File("my run.txt");
+  r.data = dir.File("my run.mat");
+  r.blockBytes = 4096;
+  r.firstScan = 100;
+  r.scanCount = 250;
+  ASSERT_EQ(testing::codes::Convert(r), 0);
+
+  const testing::Decoded decoded = testing::DecodeMatlab(dir.File("my_run.mat"), dir.File("my_run.txt"));
+  ASSERT_TRUE(decoded.ok);
+  ASSERT_EQ(decoded.scans, 1200);  // the rows of the whole acquisition
+  const int chans = samples::NumChannels(sample);
+  ASSERT_EQ(decoded.chans, chans);
+  int failures = 0;
+  for (int64_t s = 0; s < decoded.scans; ++s) {
+    for (int ch = 0; ch < chans; ++ch) {
+      const double expected = s >= 100 && s < 350 ? samples::ExpectedValue(sample, s, ch) : 0.0;
+      const double got = decoded.values[static_cast<size_t>(s * chans + ch)];
+      if (got != expected && ++failures <= 5) {
+        ADD_FAILURE() << "scan " << s << " channel " << ch << ": " << got << " for " << expected;
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace travune

@@ -1,0 +1,425 @@
+// Plain text and spreadsheet writers: golden lines written by hand for known values and times,
+// the same file for every block size, and real acquisitions read back by the text decoder.
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "writer/FakeSource.h"
+#include "writer/TgtFmtAscii.h"
+#include "writer/TextRuns.h"
+#include "writer/TgtFmtText.h"
+#include "writer/decoders/TextDecoder.h"
+
+namespace travune {
+namespace {
+
+using testing::Decoded;
+using testing::FakeChannel;
+using testing::FakeSource;
+using testing::text::ScratchDir;
+
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+// A fake source whose native scan times come from a table, in a chosen time format.
+class TimedSource : public FakeSource {
+ public:
+  TimedSource(std::vector<FakeChannel> channels, std::vector<double> values, const TimeFormat& format,
+              std::vector<double> times)
+      : FakeSource(std::move(channels), std::move(values)), times_(std::move(times)) {
+    native_ = format;
+  }
+  bool GetNativeScanTime(int64_t scan, double* out) override {
+    if (scan < 0 || static_cast<size_t>(scan) >= times_.size()) return false;
+    *out = times_[static_cast<size_t>(scan)];
+    return true;
+  }
+
+ private:
+  std::vector<double> times_;
+};
+
+TimeFormat Relative(uint32_t digits) {
+  TimeFormat f;
+  f.digits = digits;
+  return f;
+}
+TimeFormat Absolute(uint32_t digits) {
+  TimeFormat f;
+  f.absolute = 1;
+  f.digits = digits;
+  return f;
+}
+TimeFormat Untimed() {
+  TimeFormat f;
+  f.timed = 0;
+  return f;
+}
+
+// Runs the writer like the session: PreConvert, then blocks of blockScans scans, each in an
+// output area of exactly blockScans × OutputBytesPerScan bytes, appended to the data file.
+std::string Write(TgtFmt& writer, int64_t scans, int64_t blockScans, const ScratchDir& dir) {
+  const std::string name = dir.File("out.txt");
+  {
+    platform::File data = platform::File::Create(name.c_str());
+    writer.PreConvert(name.c_str(), &data, nullptr, scans);
+    for (int64_t first = 0; first < scans; first += blockScans) {
+      const int64_t count = std::min(blockScans, scans - first);
+      std::vector<uint8_t> area(static_cast<size_t>(count * writer.OutputBytesPerScan()));
+      OutputArea out(area.data(), area.size());
+      const int64_t bytes = writer.ConvertDataBlock(count, out, first);
+      EXPECT_GE(bytes, 0);
+      if (bytes > 0) data.WriteAt(static_cast<uint64_t>(data.Size()), area.data(), static_cast<size_t>(bytes));
+    }
+  }
+  return testing::text::FileBytes(name);
+}
+
+enum class Kind { kText, kAscii };
+
+struct Golden {
+  const char* name;
+  Kind kind;
+  uint32_t flags;
+  char mark;
+  std::vector<FakeChannel> channels;
+  std::vector<double> values;
+  TimeFormat time;
+  std::vector<double> times;  // native, one per scan
+  int64_t bytesPerScan;
+  std::string expected;
+};
+
+// Value columns used below. Widths: "-1.000e+001" is 11 characters, " 100" is 4.
+const FakeChannel kE3{"Volt", "V", -10.0, 10.0, 3};
+const FakeChannel kWhole{"Count", "n", 0.0, 100.0, 0};
+const FakeChannel kE1{"Val", "u", -1.0, 1.0, 1};  // "-1.0e+000": 9 characters
+
+const double kDaysPerSecond = 1.0 / 86400.0;
+// 2 January 2003 is day 37623 after 30 December 1899, 31 December 1999 day 36525.
+const double k20030102At143015_25 = 37623.0 + (14 * 3600 + 30 * 60 + 15.25) * kDaysPerSecond;
+const double k19991231At235959_9994 = 36525.0 + 86399.9994 * kDaysPerSecond;
+
+std::vector<Golden> Goldens() {
+  return {
+      // Per line: value, tab, value, tab, CR LF; every value led by a blank or its minus sign.
+      // Exponent form with three exponent digits; 9.9996 rounds up into the next exponent; the
+      // whole-number column rounds ties to even (2.5 -> 2, 99.5 -> 100) and keeps -0. The time
+      // flag means nothing to the plain text writer.
+      {"text",
+       Kind::kText,
+       1,
+       '.',
+       {kE3, kWhole},
+       {1.5, 42, -10, 100, 9.9996, 2.5, -0.0, -0.4, 0.000123456, 99.5},
+       {},
+       {0, 0, 0, 0, 0},
+       (11 + 1) + (4 + 1) + 2,
+       " 1.500e+000\t 42\t\r\n"
+       "-1.000e+001\t 100\t\r\n"
+       " 1.000e+001\t 2\t\r\n"
+       "-0.000e+000\t-0\t\r\n"
+       " 1.235e-004\t 100\t\r\n"},
+      {"text with a comma mark",
+       Kind::kText,
+       0,
+       ',',
+       {kE3, kWhole},
+       {1.5, 42, -10, 100},
+       {},
+       {0, 0},
+       19,
+       " 1,500e+000\t 42\t\r\n"
+       "-1,000e+001\t 100\t\r\n"},
+      // Whole-number columns are at least 4 wide (" nan", "-inf"): ranges 0..10 and -1..1 give 4
+      // each. A wider value borrows the room its line has left (12345 fits the 12 bytes of a
+      // line); a line that still does not fit writes the too-wide field as asterisks.
+      {"text beyond the range",
+       Kind::kText,
+       0,
+       '.',
+       {{"a", "", 0.0, 10.0, 0}, {"b", "", -1.0, 1.0, 0}},
+       {12345, 1, 1234567, 1, kNan, -kInf, -5, 0.4},
+       {},
+       {0, 0, 0, 0},
+       (4 + 1) + (4 + 1) + 2,
+       " 12345\t 1\t\r\n"
+       "****\t 1\t\r\n"
+       " nan\t-inf\t\r\n"
+       "-5\t 0\t\r\n"},
+      // Two header lines, labels and units, each field followed by a tab.
+      {"ascii without time",
+       Kind::kAscii,
+       0,
+       ',',
+       {kE3, kWhole},
+       {1.5, 42},
+       Relative(3),
+       {0},
+       19,
+       "Volt\tCount\t\r\n"
+       "V\tn\t\r\n"
+       " 1,500e+000\t 42\t\r\n"},
+      // Relative times: sign, three hour digits, minutes, seconds, then milliseconds after half
+      // a millisecond was added: 65.0004 s -> 000, 65.0006 s -> 001. The time column reserves
+      // "+000:00:00\t000" (14) plus two hour digits and a tab: 12 + 17 bytes per scan.
+      {"ascii relative, 3 digits",
+       Kind::kAscii,
+       1,
+       '.',
+       {kE1},
+       {0.25, -0.75, 1.0, 0.0},
+       Relative(3),
+       {65.0004 * kDaysPerSecond, 65.0006 * kDaysPerSecond, -0.5, 0.0},
+       12 + 17,
+       "Time\tms\tVal\t\r\n"
+       " hhh:mm:ss\t\tu\t\r\n"
+       "+000:01:05\t000\t 2.5e-001\t\r\n"
+       "+000:01:05\t001\t-7.5e-001\t\r\n"
+       "-012:00:00\t000\t 1.0e+000\t\r\n"
+       "+000:00:00\t000\t 0.0e+000\t\r\n"},
+      // Without digits half a second rounds to whole seconds; 1000 hours take a fourth hour
+      // digit, which the reserved column width holds.
+      {"ascii relative, 0 digits",
+       Kind::kAscii,
+       1,
+       '.',
+       {kE1},
+       {0, 0, 0, 0},
+       Relative(0),
+       {1.4 * kDaysPerSecond, 1.6 * kDaysPerSecond, 3725 * kDaysPerSecond, 1000.0 / 24.0},
+       12 + 13,
+       "Time\tVal\t\r\n"
+       " hhh:mm:ss\tu\t\r\n"
+       "+000:00:01\t 0.0e+000\t\r\n"
+       "+000:00:02\t 0.0e+000\t\r\n"
+       "+001:02:05\t 0.0e+000\t\r\n"
+       "+1000:00:00\t 0.0e+000\t\r\n"},
+      // Dates: clock time from the calendar fields, milliseconds after half a millisecond was
+      // added (23:59:59.9994 -> 999), then MM-DD-YYYY. "hh:mm:ss\t000\tMM-DD-YYYY" is 23 wide.
+      {"ascii absolute, 3 digits",
+       Kind::kAscii,
+       1,
+       ',',
+       {kE1},
+       {0.25, -1},
+       Absolute(3),
+       {k20030102At143015_25, k19991231At235959_9994},
+       12 + 24,
+       "Time\tms\tDate\tVal\t\r\n"
+       "hh:mm:ss\t\tMM-DD-YYYY\tu\t\r\n"
+       "14:30:15\t250\t01-02-2003\t 2,5e-001\t\r\n"
+       "23:59:59\t999\t12-31-1999\t-1,0e+000\t\r\n"},
+      // Six digits: milliseconds, a point (whatever the decimal mark) and microseconds.
+      {"ascii absolute, 6 digits",
+       Kind::kAscii,
+       1,
+       ',',
+       {kE1},
+       {0.25},
+       Absolute(6),
+       {k20030102At143015_25},
+       12 + 28,
+       "Time\tms\tDate\tVal\t\r\n"
+       "hh:mm:ss\t\tMM-DD-YYYY\tu\t\r\n"
+       "14:30:15\t250.000\t01-02-2003\t 2,5e-001\t\r\n"},
+      // Untimed: the scan count from the trigger, floor(native + 0.1), with a sign position and
+      // nine digits (-9.95 is scan -10). A count of ten digits does not fit the column of a line
+      // without room to spare and is written as asterisks.
+      {"ascii untimed",
+       Kind::kAscii,
+       1,
+       '.',
+       {kE1},
+       {0, 0, 0, 0, 0},
+       Untimed(),
+       {-10, -9.95, 0, 5, 1234567890},
+       12 + 11,
+       "Time\tVal\t\r\n"
+       "scans\tu\t\r\n"
+       "-000000010\t 0.0e+000\t\r\n"
+       "-000000010\t 0.0e+000\t\r\n"
+       " 000000000\t 0.0e+000\t\r\n"
+       " 000000005\t 0.0e+000\t\r\n"
+       "**********\t 0.0e+000\t\r\n"},
+  };
+}
+
+std::unique_ptr<TgtFmt> MakeWriter(const Golden& g, SrcFmt* source) {
+  WriterContext context;
+  context.flags = g.flags;
+  context.decimalMark = g.mark;
+  if (g.kind == Kind::kText) return std::make_unique<TgtFmtText>(source, context);
+  return std::make_unique<TgtFmtAscii>(source, context);
+}
+
+// Every golden in blocks of every scan, of one scan and of three, and once more while the
+// process locale prints decimal commas (where installed): the mark comes from the context only.
+TEST(TgtFmtText, GoldenLinesForEveryBlockSizeAndProcessLocale) {
+  ScratchDir dir;
+  const std::string previous = std::setlocale(LC_ALL, nullptr);
+  for (const Golden& g : Goldens()) {
+    SCOPED_TRACE(g.name);
+    TimedSource source(g.channels, g.values, g.time, g.times);
+    const int64_t scans = static_cast<int64_t>(g.times.size());
+    for (const int64_t blockScans : {scans, int64_t{1}, int64_t{3}, int64_t{-1}}) {
+      const bool german = blockScans < 0 && std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
+      std::unique_ptr<TgtFmt> writer = MakeWriter(g, &source);
+      ASSERT_TRUE(writer->IsOk());
+      EXPECT_FALSE(writer->WantsHeaderFile());
+      EXPECT_EQ(writer->OutputBytesPerScan(), g.bytesPerScan);
+      const std::string written = Write(*writer, scans, blockScans < 0 ? 2 : blockScans, dir);
+      std::setlocale(LC_ALL, previous.c_str());
+      EXPECT_EQ(written, g.expected) << "blocks of " << blockScans << (german ? " under de_DE" : "");
+    }
+  }
+}
+
+TEST(TgtFmtText, EmptyBlocksAndAreasThatAreTooSmall) {
+  FakeSource source({kE3}, {1.5, 2.5});
+  TgtFmtText writer(&source, WriterContext{});
+  std::vector<uint8_t> bytes(64, 0xEE);
+  OutputArea empty(bytes.data(), 0);
+  EXPECT_EQ(writer.ConvertDataBlock(0, empty, 0), 0);
+  EXPECT_EQ(writer.ConvertDataBlock(-1, empty, 0), 0);
+  // One scan needs 14 bytes: refused in 13, never written past them.
+  OutputArea small(bytes.data(), 13);
+  EXPECT_LT(writer.ConvertDataBlock(1, small, 0), 0);
+  OutputArea exact(bytes.data(), 14);
+  EXPECT_EQ(writer.ConvertDataBlock(1, exact, 1), 14);
+  EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 14), " 2.500e+000\t\r\n");
+  EXPECT_EQ(bytes[14], 0xEE);
+}
+
+// ---- Real acquisitions through the exported functions ---------------------------------------
+
+struct Acquisition {
+  const char* name;
+  samples::SampleSpec sample;
+  uint32_t flags;  // beyond the time flag
+};
+
+const Acquisition kAcquisitions[] = {
+    {"morvane", testing::text::SampleOf(3, 700, 40), 0},
+    {"tarquil packed", testing::text::SampleOf(4, 501, 25, false, true), 0},
+    {"brenlow", testing::text::SampleOf(2, 600, 30), 0},
+    {"brenlow stamps", testing::text::SampleOf(2, 600, 30, true), 0},
+    {"brenlow own stamps", testing::text::SampleOf(2, 600, 30, true), TRAVUNE_FLAG_OWN_STAMPS},
+    {"vexmoor", testing::text::SampleOf(7, 300, 10), 0},
+    {"threnix stamps", testing::text::SampleOf(8, 300, 10, true), 0},
+    {"quillon", testing::text::SampleOf(5, 600, 50), 0},
+    {"celdrin", testing::text::SampleOf(6, 600, 50), 0},
+    {"celdrin stamps", testing::text::SampleOf(6, 600, 50, true), TRAVUNE_FLAG_OWN_STAMPS},
+};
+
+// The values of a text file (sheet: with the spreadsheet's header lines) against the
+// generator's, each to half a unit of its own last printed digit.
+void ExpectValues(const Acquisition& a, const std::string& path, bool sheet, int64_t firstScan, int64_t scans) {
+  const Decoded d = sheet ? testing::DecodeAscii(path, "") : testing::DecodeText(path, "");
+  const std::vector<double> tolerances = testing::TextTolerances(path, sheet);
+  ASSERT_TRUE(d.ok);
+  ASSERT_EQ(d.scans, scans);
+  ASSERT_EQ(d.chans, samples::NumChannels(a.sample));
+  ASSERT_EQ(tolerances.size(), d.values.size());
+  int failures = 0;
+  for (size_t i = 0; i < d.values.size(); ++i) {
+    const int64_t scan = firstScan + static_cast<int64_t>(i) / d.chans;
+    const int chan = static_cast<int>(i % static_cast<size_t>(d.chans));
+    const double expected = samples::ExpectedValue(a.sample, scan, chan);
+    if (!(std::fabs(d.values[i] - expected) <= tolerances[i]) && ++failures <= 5) {
+      ADD_FAILURE() << "scan " << scan << " channel " << chan << ": " << d.values[i] << " for " << expected;
+    }
+  }
+}
+
+// Times of the time column against the generator's: seconds from the reference for relative
+// times, days for dates, to half a unit of the last printed digit.
+void ExpectTimes(const Acquisition& a, const testing::TextSheet& sheet, int64_t firstScan) {
+  ASSERT_TRUE(sheet.ok);
+  ASSERT_GE(sheet.timeFields, 1);
+  const bool dated = sheet.units[0] == "hh:mm:ss";
+  ASSERT_TRUE(dated || sheet.units[0] == " hhh:mm:ss") << sheet.units[0];
+  // The fraction field, when there is one, is milliseconds ("000") or with microseconds ("000.000").
+  const bool fraction = sheet.timeFields == (dated ? 3 : 2);
+  const double unit = !fraction || sheet.times.empty() ? 1.0 : sheet.times[0][1].size() == 3 ? 1e-3 : 1e-6;
+  int failures = 0;
+  for (size_t s = 0; s < sheet.times.size(); ++s) {
+    const double expectedDays = samples::ExpectedScanTime(a.sample, firstScan + static_cast<int64_t>(s));
+    const double actual = testing::TimeFieldsValue(sheet.times[s]);
+    const double error = dated ? (actual - expectedDays) * 86400.0 : actual - expectedDays * 86400.0;
+    if (!(std::fabs(error) <= 0.5 * unit + 2e-6) && ++failures <= 5) {
+      ADD_FAILURE() << "scan " << firstScan + static_cast<int64_t>(s) << ": time off by " << error << " s";
+    }
+  }
+}
+
+TEST(TgtFmtText, AcquisitionsReadBackAlikeForEveryBlockSize) {
+  ScratchDir dir;
+  for (const Acquisition& a : kAcquisitions) {
+    SCOPED_TRACE(a.name);
+    testing::text::TextConversion c;
+    c.files = testing::text::WriteSampleFiles(a.sample, dir, "acq");
+    ASSERT_EQ(c.files.size(), 2u);
+    c.sourceType = a.sample.type;
+    c.flags = a.flags | TRAVUNE_FLAG_SCAN_TIMES;
+    for (const int32_t format : {TRAVUNE_FMT_TEXT, TRAVUNE_FMT_ASCII}) {
+      c.format = format;
+      std::string first;
+      for (const int64_t blockBytes : {int64_t{4096}, int64_t{100}}) {
+        c.blockBytes = blockBytes;
+        c.output = dir.File("out" + std::to_string(blockBytes) + ".txt");
+        ASSERT_EQ(testing::text::Convert(c), 0);
+        const std::string bytes = testing::text::FileBytes(c.output);
+        if (first.empty()) {
+          first = bytes;
+        } else {
+          EXPECT_TRUE(bytes == first) << "format " << format << ": blocks of " << blockBytes << " bytes differ";
+        }
+      }
+      ExpectValues(a, c.output, format == TRAVUNE_FMT_ASCII, 0, a.sample.scans);
+      if (format == TRAVUNE_FMT_ASCII) ExpectTimes(a, testing::ReadTextSheet(c.output), 0);
+    }
+  }
+}
+
+TEST(TgtFmtText, ScanRangesAndTheCommaMark) {
+  ScratchDir dir;
+  const struct {
+    int acquisition;
+    uint32_t first;
+    uint32_t count;
+    char mark;
+  } cases[] = {{0, 37, 101, '.'}, {1, 1, 499, ','}, {3, 29, 3, ','}, {8, 0, 600, ','}, {9, 599, 1, '.'}};
+  for (const auto& r : cases) {
+    const Acquisition& a = kAcquisitions[r.acquisition];
+    SCOPED_TRACE(std::string(a.name) + " from " + std::to_string(r.first) + " mark " + r.mark);
+    testing::text::TextConversion c;
+    c.files = testing::text::WriteSampleFiles(a.sample, dir, "acq");
+    ASSERT_EQ(c.files.size(), 2u);
+    c.sourceType = a.sample.type;
+    c.format = TRAVUNE_FMT_ASCII;
+    c.flags = a.flags | TRAVUNE_FLAG_SCAN_TIMES;
+    c.mark = r.mark;
+    c.firstScan = r.first;
+    c.scanCount = r.count;
+    c.output = dir.File("range.txt");
+    ASSERT_EQ(testing::text::Convert(c), 0);
+    ExpectValues(a, c.output, true, r.first, r.count);
+    ExpectTimes(a, testing::ReadTextSheet(c.output), r.first);
+    // The plain text of the same range carries the chosen mark and never the other one.
+    c.format = TRAVUNE_FMT_TEXT;
+    ASSERT_EQ(testing::text::Convert(c), 0);
+    const std::string text = testing::text::FileBytes(c.output);
+    EXPECT_NE(text.find(r.mark), std::string::npos);
+    EXPECT_EQ(text.find(r.mark == '.' ? ',' : '.'), std::string::npos);
+    ExpectValues(a, c.output, false, r.first, r.count);
+  }
+}
+
+}  // namespace
+}  // namespace travune

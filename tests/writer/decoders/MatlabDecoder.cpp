@@ -1,0 +1,70 @@
+// MATLAB Level 4 decoder: five little-endian 32-bit words (type 0 = little-endian doubles, full
+// matrix; rows; columns; imaginary flag 0; name length 2), the name "A\0", then the matrix
+// column by column. The values are handed back row by row.
+#include "writer/decoders/MatlabDecoder.h"
+
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+namespace travune::testing {
+
+namespace {
+
+std::string ReadAll(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+uint64_t Word(const std::string& bytes, size_t at, int width) {
+  uint64_t v = 0;
+  for (int i = width - 1; i >= 0; --i) v = (v << 8) | static_cast<uint8_t>(bytes[at + static_cast<size_t>(i)]);
+  return v;
+}
+
+double Double(const std::string& bytes, size_t at) {
+  const uint64_t u = Word(bytes, at, 8);
+  double d;
+  std::memcpy(&d, &u, 8);
+  return d;
+}
+
+// The file name without directory and without its last extension.
+std::string BaseName(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+  const size_t dot = name.rfind('.');
+  return dot == std::string::npos ? name : name.substr(0, dot);
+}
+
+}  // namespace
+
+Decoded DecodeMatlab(const std::string& dataPath, const std::string& headerPath) {
+  Decoded decoded;
+  if (!headerPath.empty() &&
+      ReadAll(headerPath) !=
+          "The file " + BaseName(dataPath) +
+              ".MAT contains the acquisition data in a matrix format.\r\nThe matrix name is: A.\r\n") {
+    return decoded;
+  }
+  const std::string file = ReadAll(dataPath);
+  constexpr size_t kHeader = 22;
+  if (file.size() < kHeader || Word(file, 0, 4) != 0 || Word(file, 12, 4) != 0 || Word(file, 16, 4) != 2 ||
+      file.compare(20, 2, std::string("A\0", 2)) != 0) {
+    return decoded;
+  }
+  const uint64_t rows = Word(file, 4, 4);
+  const uint64_t columns = Word(file, 8, 4);
+  if (file.size() != kHeader + 8 * rows * columns) return decoded;
+  decoded.scans = static_cast<int64_t>(rows);
+  decoded.chans = static_cast<int32_t>(columns);
+  decoded.values.resize(rows * columns);
+  for (uint64_t c = 0; c < columns; ++c) {
+    for (uint64_t r = 0; r < rows; ++r) decoded.values[r * columns + c] = Double(file, kHeader + 8 * (c * rows + r));
+  }
+  decoded.ok = true;
+  return decoded;
+}
+
+}  // namespace travune::testing

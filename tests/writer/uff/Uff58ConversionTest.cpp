@@ -1,0 +1,257 @@
+// UFF 58 files from generated acquisitions of every source type through the exported
+// functions: every value and time read back against the generator's numbers, one file whatever
+// the block size, scan ranges, two conversions at once in two processes, and no temporary file
+// left after success or failure.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <bit>
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "api/CvtSession.h"
+#include "samples/Samples.h"
+#include "travune/travune.h"
+#include "writer/decoders/UffDecoder.h"
+#include "writer/uff/UffTestRun.h"
+
+namespace travune {
+namespace {
+
+using samples::SampleSpec;
+using testing::ReadUff;
+using testing::UffContents;
+using testing::UffWriterTest;
+
+SampleSpec Request(int type, int64_t scans, int64_t preTrig, int chans = 0, bool stamps = false) {
+  SampleSpec request;
+  request.type = type;
+  request.scans = scans;
+  request.preTrig = preTrig;
+  request.chans = chans;
+  request.stamps = stamps;
+  return request;
+}
+
+struct Variant {
+  const char* name;
+  SampleSpec request;
+  uint32_t flags;
+  // The sources whose values the generator computes along the reader's own chain of double
+  // operations must give the generator's float bit for bit; the others may differ by rounding.
+  bool exact;
+};
+
+const Variant kVariants[] = {
+    // Morvane carries a thermocouple whose cold junction is another channel of the same scan.
+    {"morvane", Request(3, 700, 0), 0, true},
+    {"morvaneTrig", Request(3, 700, 40), 0, true},
+    {"tarquil", Request(4, 700, 30), 0, false},
+    {"brenlow", Request(2, 700, 0), 0, true},
+    {"brenlowStamps", Request(2, 700, 60, 0, true), 0, true},
+    {"brenlowOwnStamps", Request(2, 700, 60, 5, true), TRAVUNE_FLAG_OWN_STAMPS, true},
+    {"vexmoor", Request(7, 500, 10, 6), 0, true},
+    {"threnix", Request(8, 500, 10, 0, true), 0, true},
+    {"quillon", Request(5, 700, 100), 0, true},
+    {"celdrin", Request(6, 700, 0), 0, false},
+    {"celdrinStamps", Request(6, 700, 50, 0, true), TRAVUNE_FLAG_OWN_STAMPS, false},
+};
+
+class Uff58Conversion : public UffWriterTest {
+ protected:
+  std::vector<std::string> Sample(const Variant& v) {
+    std::vector<std::string> files;
+    std::string error;
+    EXPECT_TRUE(samples::WriteSample(v.request, Path(v.name), &files, &error)) << error;
+    return files;
+  }
+};
+
+// Opens, converts (scans [first, first + count) when count > 0) and closes; 0 or the first
+// failing status.
+int32_t Convert(const std::vector<std::string>& files, const Variant& v, int32_t format, const std::string& output,
+                int64_t blockBytes, uint32_t first = 0, uint32_t count = 0) {
+  if (cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), v.request.type) < 0) {
+    cvtReleaseResources();
+    return -1;
+  }
+  TheCvtSession().SetStartBlockBytes(blockBytes);
+  int32_t status = cvtInitDataFileEx(output.c_str(), output.c_str(), format, v.flags);
+  if (status == 0) {
+    if (count > 0) cvtSetBinDataBlock(first, count, 0);
+    int32_t percent = 0;
+    for (int calls = 0; percent >= 0 && percent < 100 && calls < 100000; ++calls) percent = cvtConvertBinData(format);
+    status = percent < 0 ? percent : 0;
+  }
+  const int32_t closed = cvtCloseDataFile(format);
+  cvtReleaseResources();
+  TheCvtSession().SetStartBlockBytes(0);
+  return status != 0 ? status : closed;
+}
+
+float NextFloatUp(float f) { return std::nextafter(f, std::numeric_limits<float>::infinity()); }
+
+// Every channel of the file against the generator: values, and times from the trigger scan.
+void ExpectMatchesGenerator(const UffContents& file, const Variant& v, bool binary, int64_t first, int64_t count) {
+  ASSERT_TRUE(file.ok) << file.error;
+  ASSERT_EQ(static_cast<int>(file.channels.size()), samples::NumChannels(v.request));
+  const double trigger = samples::ExpectedScanTime(v.request, v.request.preTrig);
+  int failures = 0;
+  for (size_t c = 0; c < file.channels.size() && failures < 10; ++c) {
+    const auto& channel = file.channels[c];
+    ASSERT_EQ(static_cast<int64_t>(channel.values.size()), count);
+    ASSERT_EQ(channel.evenSpacing, v.request.preTrig == 0);
+    for (int64_t s = 0; s < count && failures < 10; ++s) {
+      const int64_t scan = first + s;
+      const double x = samples::ExpectedValue(v.request, scan, static_cast<int>(c));
+      const double actual = channel.values[static_cast<size_t>(s)];
+      bool ok = false;
+      if (binary) {
+        const float want = static_cast<float>(x);
+        const float got = static_cast<float>(actual);
+        ok = v.exact ? std::bit_cast<uint32_t>(got) == std::bit_cast<uint32_t>(want)
+                     : got == want || got == NextFloatUp(want) || want == NextFloatUp(got);
+      } else {
+        ok = std::abs(actual - x) <= 5.0000001e-6 * std::abs(x) + 1e-12 * std::abs(x);
+      }
+      if (!ok && ++failures <= 10) ADD_FAILURE() << "channel " << c << " scan " << scan << ": " << actual << " vs " << x;
+      if (channel.evenSpacing) continue;
+      const double seconds = (samples::ExpectedScanTime(v.request, scan) - trigger) * 86400.0;
+      const double time = channel.times[static_cast<size_t>(s)];
+      // Printed with six digits (or as a float); dates near 40000 days carry about 1e-6 s.
+      if (std::abs(time - seconds) > 6e-6 * std::abs(seconds) + 2e-6 && ++failures <= 10) {
+        ADD_FAILURE() << "channel " << c << " scan " << scan << ": time " << time << " vs " << seconds;
+      }
+    }
+  }
+}
+
+TEST_F(Uff58Conversion, EveryValueAndTimeOfEverySourceTypeReadsBack) {
+  for (const Variant& v : kVariants) {
+    const std::vector<std::string> files = Sample(v);
+    ASSERT_EQ(files.size(), 2u);
+    for (const int32_t format : {TRAVUNE_FMT_UFF58_ASCII, TRAVUNE_FMT_UFF58_BINARY}) {
+      const bool binary = format == TRAVUNE_FMT_UFF58_BINARY;
+      SCOPED_TRACE(std::string(v.name) + (binary ? " binary" : " text"));
+      // The whole acquisition in one block, then in blocks of 4096 raw bytes.
+      const std::string whole = Path(std::string(v.name) + (binary ? ".bunv" : ".unv"));
+      const std::string blocks = Path(std::string(v.name) + "-blocks.unv");
+      ASSERT_EQ(Convert(files, v, format, whole, int64_t{1} << 24), 0);
+      ASSERT_EQ(Convert(files, v, format, blocks, 4096), 0);
+      EXPECT_TRUE(testing::ReadFileText(whole) == testing::ReadFileText(blocks)) << "block size changed the file";
+      ExpectMatchesGenerator(ReadUff(whole), v, binary, 0, v.request.scans);
+    }
+  }
+  EXPECT_TRUE(testing::DirectoryEntries(TempDir()).empty());
+}
+
+TEST_F(Uff58Conversion, AScanRangeHoldsThoseScansOnly) {
+  const struct {
+    int variant;
+    uint32_t first;
+    uint32_t count;
+  } cases[] = {{1, 0, 7}, {1, 35, 300}, {4, 333, 367}, {9, 101, 1}};
+  for (const auto& c : cases) {
+    const Variant& v = kVariants[c.variant];
+    const std::vector<std::string> files = Sample(v);
+    for (const int32_t format : {TRAVUNE_FMT_UFF58_ASCII, TRAVUNE_FMT_UFF58_BINARY}) {
+      SCOPED_TRACE(std::string(v.name) + " from " + std::to_string(c.first) + " format " + std::to_string(format));
+      const std::string output = Path("range.unv");
+      ASSERT_EQ(Convert(files, v, format, output, 4096, c.first, c.count), 0);
+      const UffContents file = ReadUff(output);
+      ExpectMatchesGenerator(file, v, format == TRAVUNE_FMT_UFF58_BINARY, c.first, c.count);
+      for (const auto& channel : file.channels) EXPECT_EQ(channel.declaredValues, c.count);
+    }
+  }
+}
+
+TEST_F(Uff58Conversion, TheUsersDecimalCommaIsWritten) {
+  const Variant& v = kVariants[1];
+  const std::vector<std::string> files = Sample(v);
+  TheCvtSession().SetDecimalMark(',');
+  const int32_t status = Convert(files, v, TRAVUNE_FMT_UFF58_ASCII, Path("comma.unv"), 4096);
+  TheCvtSession().SetDecimalMark('.');
+  ASSERT_EQ(status, 0);
+  const std::string text = testing::ReadFileText(Path("comma.unv"));
+  EXPECT_NE(text.find("  1,00000000000000000D+00"), std::string::npos);
+  // Only the file name and the header's sentences before dataset 164 hold points.
+  EXPECT_EQ(text.find('.', text.find("   164\r\n")), std::string::npos);
+  ExpectMatchesGenerator(ReadUff(Path("comma.unv")), v, false, 0, v.request.scans);
+}
+
+TEST_F(Uff58Conversion, AFailedConversionLeavesNoTemporaryFile) {
+  const Variant& v = kVariants[1];
+  const std::vector<std::string> files = Sample(v);
+  // A range that runs past the end of the data fails while the channels are half written.
+  EXPECT_EQ(Convert(files, v, TRAVUNE_FMT_UFF58_ASCII, Path("short.unv"), 4096, 600, 200), TRAVUNE_ERR_DATA_READ);
+  EXPECT_TRUE(testing::DirectoryEntries(TempDir()).empty());
+  // A source released in the middle of a conversion finishes the writer and its files too.
+  ASSERT_GE(cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), v.request.type), 0);
+  ASSERT_EQ(cvtInitDataFileEx(Path("open.unv").c_str(), Path("open.unv").c_str(), TRAVUNE_FMT_UFF58_BINARY, 0), 0);
+  EXPECT_FALSE(testing::DirectoryEntries(TempDir()).empty());
+  EXPECT_GE(cvtConvertBinData(TRAVUNE_FMT_UFF58_BINARY), 0);
+  cvtReleaseResources();
+  EXPECT_TRUE(testing::DirectoryEntries(TempDir()).empty());
+}
+
+// Child process: opens the conversion (the channel files now exist), reports on ready, waits
+// for a byte on go, converts and closes. Exits with 0 on success.
+[[noreturn]] void ConvertInChild(const std::vector<std::string>& files, const Variant& v, const std::string& output,
+                                 int ready, int go) {
+  int status = 1;
+  if (cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), v.request.type) >= 0) {
+    TheCvtSession().SetStartBlockBytes(4096);
+    if (cvtInitDataFileEx(output.c_str(), output.c_str(), TRAVUNE_FMT_UFF58_ASCII, v.flags) == 0) {
+      char byte = 1;
+      if (write(ready, &byte, 1) == 1 && read(go, &byte, 1) == 1) {
+        int32_t percent = 0;
+        while (percent >= 0 && percent < 100) percent = cvtConvertBinData(TRAVUNE_FMT_UFF58_ASCII);
+        status = (cvtCloseDataFile(TRAVUNE_FMT_UFF58_ASCII) == 0 && percent == 100) ? 0 : 2;
+      }
+    }
+  }
+  _exit(status);
+}
+
+TEST_F(Uff58Conversion, TwoProcessesConvertAtTheSameTimeWithoutMixingTheirChannels) {
+  const Variant* variants[2] = {&kVariants[1], &kVariants[8]};
+  std::vector<std::string> files[2] = {Sample(*variants[0]), Sample(*variants[1])};
+  int ready[2];
+  int go[2];
+  ASSERT_EQ(pipe(ready), 0);
+  ASSERT_EQ(pipe(go), 0);
+  pid_t children[2];
+  for (int i = 0; i < 2; ++i) {
+    children[i] = fork();
+    ASSERT_GE(children[i], 0);
+    if (children[i] == 0) ConvertInChild(files[i], *variants[i], Path("child" + std::to_string(i) + ".unv"), ready[1], go[0]);
+  }
+  // Both children have their channel files open for business before either converts a block.
+  char byte = 0;
+  bool bothReady = read(ready[0], &byte, 1) == 1 && read(ready[0], &byte, 1) == 1;
+  EXPECT_TRUE(bothReady);
+  size_t privateDirs = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(TempDir())) privateDirs += entry.is_directory() ? 1 : 0;
+  EXPECT_EQ(privateDirs, 2u);
+  char bytes[2] = {1, 1};
+  EXPECT_EQ(write(go[1], bytes, 2), 2);
+  for (const pid_t child : children) {
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  }
+  for (int fd : {ready[0], ready[1], go[0], go[1]}) close(fd);
+  for (int i = 0; i < 2; ++i) {
+    SCOPED_TRACE(variants[i]->name);
+    ExpectMatchesGenerator(ReadUff(Path("child" + std::to_string(i) + ".unv")), *variants[i], false, 0,
+                           variants[i]->request.scans);
+  }
+  EXPECT_TRUE(testing::DirectoryEntries(TempDir()).empty());
+}
+
+}  // namespace
+}  // namespace travune
