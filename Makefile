@@ -60,8 +60,11 @@ fuzz:
 	cmake --build $(FUZZ) -j $(JOBS)
 	fuzz/run.sh $(FUZZ) $(FUZZ_SECONDS)
 
+# A system prefix needs the dynamic linker's cache refreshed; a private one is found through
+# the program's rpath or LD_LIBRARY_PATH (see the README).
 install: all
 	cmake --install $(RELEASE) --prefix $(PREFIX)
+	@case "$(PREFIX)" in /usr|/usr/local) if [ "$$(id -u)" -eq 0 ]; then ldconfig; else sudo ldconfig; fi;; esac
 
 clean:
 	rm -rf build $(DEMO_DIR)
