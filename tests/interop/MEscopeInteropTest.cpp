@@ -8,12 +8,12 @@
 #include <sstream>
 #include <string>
 
-#include "writer/CodeWriterRuns.h"
+#include "writer/WriterRuns.h"
 
 namespace travune {
 namespace {
 
-namespace codes = testing::codes;
+namespace codes = testing;
 
 // Reads the block file and the raw floats named by its arguments (and the channel count), and
 // prints rows, columns, and 1 when the trace columns equal the floats as single precision numbers.

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "samples/Samples.h"
-#include "writer/CodeWriterRuns.h"
+#include "writer/WriterRuns.h"
 #include "writer/decoders/MatlabDecoder.h"
 
 namespace travune {
@@ -39,7 +39,7 @@ ReadMatrix RunReader(const std::string& command, const std::string& errorsPath) 
   for (size_t n; (n = std::fread(chunk, 1, sizeof chunk, pipe)) > 0;) output.append(chunk, n);
   const int status = pclose(pipe);
   if (status != 0) {
-    ADD_FAILURE() << full << " failed (" << status << "): " << testing::codes::FileBytes(errorsPath).substr(0, 800);
+    ADD_FAILURE() << full << " failed (" << status << "): " << testing::FileBytes(errorsPath).substr(0, 800);
     return read;
   }
   std::istringstream numbers(output);
@@ -75,7 +75,7 @@ ReadMatrix ReadWithScipy(const std::string& script, const std::string& matPath, 
 bool SameDouble(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0 || (std::isnan(a) && std::isnan(b)); }
 
 TEST(MatlabInterop, OctaveAndScipyLoadOurScaledValues) {
-  testing::codes::ScratchDir dir;
+  testing::ScratchDir dir;
   const std::string script = dir.File("read_mat.py");
   std::ofstream(script) << kScipyReader;
   const struct {
@@ -83,21 +83,21 @@ TEST(MatlabInterop, OctaveAndScipyLoadOurScaledValues) {
     samples::SampleSpec sample;
     double tolerance;  // relative, against the generator: some use the physical formula
   } cases[] = {
-      {"morvane", testing::codes::SampleOf(3, 900, 100), 0.0},
-      {"celdrin", testing::codes::SampleOf(6, 700, 50), 1e-12},
-      {"tarquil packed", testing::codes::SampleOf(4, 500, 20, false, true), 1e-12},
+      {"morvane", testing::SampleOf(3, 900, 100), 0.0},
+      {"celdrin", testing::SampleOf(6, 700, 50), 1e-12},
+      {"tarquil packed", testing::SampleOf(4, 500, 20, false, true), 1e-12},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    testing::codes::ConversionRequest r;
-    r.files = testing::codes::WriteSampleFiles(c.sample, dir, "acq");
+    testing::ConversionRequest r;
+    r.files = testing::WriteSampleFiles(c.sample, dir, "acq");
     ASSERT_EQ(r.files.size(), 2u);
     r.sourceType = c.sample.type;
     r.format = TRAVUNE_FMT_MATLAB;
     r.header = dir.File("acq_matrix.txt");
     r.data = dir.File("acq_matrix.MAT");
     r.blockBytes = 4096;
-    ASSERT_EQ(testing::codes::Convert(r), 0);
+    ASSERT_EQ(testing::Convert(r), 0);
     const testing::Decoded ours = testing::DecodeMatlab(r.data, r.header);
     ASSERT_TRUE(ours.ok);
     const int chans = samples::NumChannels(c.sample);

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "writer/TextRuns.h"
+#include "writer/WriterRuns.h"
 #include "writer/decoders/TextDecoder.h"
 
 namespace travune {
@@ -66,16 +66,16 @@ std::vector<std::vector<double>> ReadWithCsv(const std::string& script, const st
 }
 
 TEST(TextInterop, PythonCsvReadsTheValuesBackInBothMarks) {
-  testing::text::ScratchDir dir;
+  testing::ScratchDir dir;
   const std::string script = dir.File("read_text.py");
   std::ofstream(script) << kReader;
   const struct {
     const char* name;
     samples::SampleSpec sample;
-  } acquisitions[] = {{"morvane", testing::text::SampleOf(3, 400, 20)}, {"celdrin stamps", testing::text::SampleOf(6, 300, 30, true)}};
+  } acquisitions[] = {{"morvane", testing::SampleOf(3, 400, 20)}, {"celdrin stamps", testing::SampleOf(6, 300, 30, true)}};
   for (const auto& a : acquisitions) {
-    testing::text::TextConversion c;
-    c.files = testing::text::WriteSampleFiles(a.sample, dir, "acq");
+    testing::TextConversion c;
+    c.files = testing::WriteSampleFiles(a.sample, dir, "acq");
     ASSERT_EQ(c.files.size(), 2u);
     c.sourceType = a.sample.type;
     c.flags = TRAVUNE_FLAG_SCAN_TIMES;
@@ -85,7 +85,7 @@ TEST(TextInterop, PythonCsvReadsTheValuesBackInBothMarks) {
         SCOPED_TRACE(std::string(a.name) + ", format " + std::to_string(format) + ", mark " + mark);
         c.format = format;
         c.mark = mark;
-        ASSERT_EQ(testing::text::Convert(c), 0);
+        ASSERT_EQ(testing::Convert(c), 0);
 
         const int headerLines = format == TRAVUNE_FMT_ASCII ? 2 : 0;
         const std::vector<std::vector<double>> read = ReadWithCsv(script, c.output, headerLines, mark);

@@ -9,13 +9,13 @@
 #include <string>
 #include <vector>
 
-#include "writer/CodeWriterRuns.h"
+#include "writer/WriterRuns.h"
 #include "writer/decoders/Code16.h"
 
 namespace travune {
 namespace {
 
-namespace codes = testing::codes;
+namespace codes = testing;
 
 // Runs command; its standard output and error, with a failure recorded when it fails.
 std::string RunTool(const std::string& command) {

@@ -5,9 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <bit>
-#include <fstream>
-#include <iterator>
 #include <cmath>
 #include <filesystem>
 #include <string>
@@ -46,14 +43,9 @@ struct Writer {
 
 // Raw floats, read back with nothing but the byte order.
 Decoded DecodeFloat32(const std::string& data, const std::string&) {
-  std::ifstream in(data, std::ios::binary);
-  const std::vector<char> bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  const std::string bytes = FileContents(data);
   Decoded d;
-  for (size_t i = 0; i + 4 <= bytes.size(); i += 4) {
-    uint32_t bits = 0;
-    for (int b = 3; b >= 0; --b) bits = bits << 8 | static_cast<uint8_t>(bytes[i + static_cast<size_t>(b)]);
-    d.values.push_back(std::bit_cast<float>(bits));
-  }
+  for (size_t i = 0; i + 4 <= bytes.size(); i += 4) d.values.push_back(LittleEndianFloat(&bytes[i]));
   d.ok = true;
   return d;
 }

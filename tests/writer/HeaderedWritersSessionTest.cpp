@@ -2,7 +2,6 @@
 // every source type decode to the generator's values, the files do not depend on the block
 // size, and a scan range converts exactly those scans.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <clocale>
@@ -12,11 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "api/CvtSession.h"
-#include "platform/Platform.h"
 #include "samples/Samples.h"
 #include "travune/travune.h"
-#include "writer/HeaderedRun.h"
+#include "writer/WriterRuns.h"
+#include "writer/decoders/Code16.h"
 #include "writer/decoders/DADiSPDecoder.h"
 #include "writer/decoders/DASYLabDecoder.h"
 #include "writer/decoders/SnapMasterDecoder.h"
@@ -39,89 +37,58 @@ const Writer kWriters[] = {
     {"DASYLab", TRAVUNE_FMT_DASYLAB, testing::DecodeDASYLab, true},
 };
 
-struct Range {
-  double lower = 0.0;
-  double upper = 0.0;
-};
-
 struct Variant {
   const char* name;
   samples::SampleSpec request;
   uint32_t flags;
 };
 
-samples::SampleSpec Request(int type, int64_t scans, int64_t preTrig, bool packed = false, bool stamps = false) {
-  samples::SampleSpec request;
-  request.type = type;
-  request.scans = scans;
-  request.preTrig = preTrig;
-  request.packed = packed;
-  request.stamps = stamps;
-  return request;
-}
+using testing::SampleOf;
 
 const Variant kVariants[] = {
-    {"morvane", Request(3, 700, 50), 0},
-    {"tarquilPacked", Request(4, 500, 10, true), 0},
-    {"brenlowStamps", Request(2, 700, 20, false, true), 0},
-    {"brenlowOwnStamps", Request(2, 700, 0, false, true), TRAVUNE_FLAG_OWN_STAMPS},
-    {"vexmoor", Request(7, 300, 5), 0},
-    {"threnix", Request(8, 300, 0, false, true), 0},
-    {"quillon", Request(5, 700, 30), 0},
-    {"celdrin", Request(6, 700, 40), 0},
-    {"celdrinStamps", Request(6, 700, 40, false, true), TRAVUNE_FLAG_OWN_STAMPS},
+    {"morvane", SampleOf(3, 700, 50), 0},
+    {"tarquilPacked", SampleOf(4, 500, 10, false, true), 0},
+    {"brenlowStamps", SampleOf(2, 700, 20, true), 0},
+    {"brenlowOwnStamps", SampleOf(2, 700, 0, true), TRAVUNE_FLAG_OWN_STAMPS},
+    {"vexmoor", SampleOf(7, 300, 5), 0},
+    {"threnix", SampleOf(8, 300, 0, true), 0},
+    {"quillon", SampleOf(5, 700, 30), 0},
+    {"celdrin", SampleOf(6, 700, 40), 0},
+    {"celdrinStamps", SampleOf(6, 700, 40, true), TRAVUNE_FLAG_OWN_STAMPS},
 };
 
-struct Output {
-  std::string data;
-  std::string header;
-};
+using Output = testing::WrittenFiles;
+using Range = testing::ChannelRange;
 
 class HeaderedWritersSession : public testing::HeaderedWriterTest {
  protected:
-  void TearDown() override {
-    TheCvtSession().SetStartBlockBytes(0);
-    testing::HeaderedWriterTest::TearDown();
-  }
-
   // Converts the sample's scans [first, first + count) (all when count is 0) with the given
-  // start block size; returns the status of the first failing call, or 0.
+  // start block size and decimal mark; returns the status of the first failing call, or 0.
   int32_t Convert(const std::vector<std::string>& files, const Variant& v, const Writer& w, int64_t blockBytes,
-                  uint32_t first, uint32_t count) {
-    TheCvtSession().SetStartBlockBytes(blockBytes);
-    const int32_t size = cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), v.request.type);
-    if (size < 0) {
-      cvtReleaseResources();
-      return size;
-    }
-    SrcFmt* source = TheCvtSession().Source();
-    ranges_.assign(static_cast<size_t>(source->GetNumChans()), Range{});
-    for (int32_t c = 0; c < source->GetNumChans(); ++c) source->GetChanRange(c, &ranges_[c].lower, &ranges_[c].upper);
-    int32_t status = cvtInitDataFileEx(HeaderPath().c_str(), DataPath().c_str(), w.format, v.flags);
-    if (status == 0) {
-      if (count > 0) cvtSetBinDataBlock(first, count, 0);
-      int32_t percent = 0;
-      for (int calls = 0; percent >= 0 && percent < 100 && calls < 100000; ++calls)
-        percent = cvtConvertBinData(w.format);
-      status = percent < 0 ? percent : 0;
-    }
-    const int32_t closed = cvtCloseDataFile(w.format);
-    cvtReleaseResources();
-    return status != 0 ? status : closed;
+                  uint32_t first, uint32_t count, char mark = '.') {
+    testing::ConversionRequest r;
+    r.files = files;
+    r.sourceType = v.request.type;
+    r.format = w.format;
+    r.flags = v.flags;
+    r.header = HeaderPath();
+    r.data = DataPath();
+    r.mark = mark;
+    r.blockBytes = blockBytes;
+    r.firstScan = first;
+    r.scanCount = count;
+    return testing::Convert(r, &ranges_);
+  }
+  // Writes the variant's sample; its description and data file names, or none on failure.
+  std::vector<std::string> Write(const Variant& v) const {
+    return testing::WriteSampleFiles(v.request, scratch_, v.name);
   }
   std::string DataPath() const { return Path("out.dat"); }
   std::string HeaderPath() const { return Path("out.hdr"); }
-  Output Read() const { return {testing::ReadWholeFile(DataPath()), testing::ReadWholeFile(HeaderPath())}; }
+  Output Read() const { return {testing::FileBytes(DataPath()), testing::FileBytes(HeaderPath())}; }
 
   std::vector<Range> ranges_;  // the channel ranges of the last conversion's source
 };
-
-// The 16-bit code of value over [lower, upper]: rounded half up, kept to its low 16 bits.
-int64_t Code16(double value, const Range& r) {
-  const double width = r.upper - r.lower == 0.0 ? 1.0 : r.upper - r.lower;
-  const double code = std::floor((value - r.lower) * 65535.0 / width + 0.5);
-  return (static_cast<int64_t>(std::fmod(code, 65536.0)) + 65536) % 65536;
-}
 
 // Float formats hold each value rounded once to float32 (the generator's own formula may differ
 // from the source's chain by a rounding). Code formats are compared code for code, one code of
@@ -140,7 +107,9 @@ void ExpectGeneratorValues(const Variant& v, const Writer& w, const std::vector<
       const double actual = decoded.values[static_cast<size_t>(s * chans + c)];
       bool ok = false;
       if (w.codes16) {
-        const int64_t apart = std::llabs(Code16(actual, ranges[c]) - Code16(expected, ranges[c]));
+        const Range& r = ranges[c];
+        const int apart = std::abs(testing::ExpectedCode16(actual, r.lower, r.upper) -
+                                   testing::ExpectedCode16(expected, r.lower, r.upper));
         ok = apart <= 1 || apart == 65535;
       } else {
         ok = std::fabs(actual - expected) <= 2.5e-7 * std::fabs(expected);
@@ -154,9 +123,8 @@ void ExpectGeneratorValues(const Variant& v, const Writer& w, const std::vector<
 
 TEST_F(HeaderedWritersSession, EverySourceTypeDecodesToTheGeneratorsValuesWhateverTheBlockSize) {
   for (const Variant& v : kVariants) {
-    std::vector<std::string> files;
-    std::string error;
-    ASSERT_TRUE(samples::WriteSample(v.request, Path(v.name), &files, &error)) << error;
+    const std::vector<std::string> files = Write(v);
+    ASSERT_EQ(files.size(), 2u);
     for (const Writer& w : kWriters) {
       SCOPED_TRACE(std::string(v.name) + " to " + w.name);
       ASSERT_EQ(Convert(files, v, w, 2 * samples::DataFileBytes(v.request), 0, 0), 0);  // one block
@@ -172,9 +140,8 @@ TEST_F(HeaderedWritersSession, EverySourceTypeDecodesToTheGeneratorsValuesWhatev
 
 TEST_F(HeaderedWritersSession, AScanRangeConvertsThoseScansUnderTheWholeFilesHeader) {
   const Variant& v = kVariants[0];
-  std::vector<std::string> files;
-  std::string error;
-  ASSERT_TRUE(samples::WriteSample(v.request, Path(v.name), &files, &error)) << error;
+  const std::vector<std::string> files = Write(v);
+  ASSERT_EQ(files.size(), 2u);
   for (const Writer& w : kWriters) {
     SCOPED_TRACE(w.name);
     ASSERT_EQ(Convert(files, v, w, 4096, 333, 201), 0);
@@ -186,20 +153,17 @@ TEST_F(HeaderedWritersSession, AScanRangeConvertsThoseScansUnderTheWholeFilesHea
 
 TEST_F(HeaderedWritersSession, HeaderNumbersTakeAPointUnderACommaLocale) {
   const Variant& v = kVariants[0];
-  std::vector<std::string> files;
-  std::string error;
-  ASSERT_TRUE(samples::WriteSample(v.request, Path(v.name), &files, &error)) << error;
+  const std::vector<std::string> files = Write(v);
+  ASSERT_EQ(files.size(), 2u);
   for (const Writer& w : kWriters) {
     SCOPED_TRACE(w.name);
     ASSERT_EQ(Convert(files, v, w, 0, 0, 0), 0);
     const Output plain = Read();
     // The user's mark and, where installed, a process locale that prints "1000,000000".
-    TheCvtSession().SetDecimalMark(',');
     const std::string previous = std::setlocale(LC_ALL, nullptr);
     const bool german = std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
-    const int32_t status = Convert(files, v, w, 0, 0, 0);
+    const int32_t status = Convert(files, v, w, 0, 0, 0, ',');
     std::setlocale(LC_ALL, previous.c_str());
-    TheCvtSession().SetDecimalMark('.');
     ASSERT_EQ(status, 0);
     const Output comma = Read();
     EXPECT_EQ(comma.data, plain.data) << (german ? "de_DE" : "C");
@@ -231,9 +195,8 @@ TEST_F(HeaderedWritersSession, SourcesWithDatedScansStartTheDASYLabFileAtScanZer
     if (start < 1.0) continue;  // relative times: the clock's moment, covered elsewhere
     SCOPED_TRACE(v.name);
     ++dated;
-    std::vector<std::string> files;
-    std::string error;
-    ASSERT_TRUE(samples::WriteSample(v.request, Path(v.name), &files, &error)) << error;
+    const std::vector<std::string> files = Write(v);
+    ASSERT_EQ(files.size(), 2u);
     ASSERT_EQ(Convert(files, v, kWriters[2], 0, 0, 0), 0);
     EXPECT_NE(Read().data.find(StartTimeLine(start)), std::string::npos) << StartTimeLine(start);
   }

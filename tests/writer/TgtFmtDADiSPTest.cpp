@@ -7,7 +7,7 @@
 
 #include "writer/FakeSource.h"
 #include "writer/HeaderLines.h"
-#include "writer/HeaderedRun.h"
+#include "writer/WriterRuns.h"
 #include "writer/TgtFmtDADiSP.h"
 #include "writer/decoders/DADiSPDecoder.h"
 

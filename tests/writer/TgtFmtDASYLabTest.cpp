@@ -10,7 +10,7 @@
 
 #include "support/LittleEndian.h"
 #include "writer/FakeSource.h"
-#include "writer/HeaderedRun.h"
+#include "writer/WriterRuns.h"
 #include "writer/TgtFmtDASYLab.h"
 #include "writer/decoders/DASYLabDecoder.h"
 

@@ -12,9 +12,8 @@
 
 #include "samples/Samples.h"
 #include "support/LittleEndian.h"
-#include "writer/CodeWriterRuns.h"
+#include "writer/WriterRuns.h"
 #include "writer/FakeSource.h"
-#include "writer/HeaderedRun.h"
 #include "writer/TgtFmtDIAdem.h"
 #include "writer/decoders/DIAdemDecoder.h"
 
@@ -184,26 +183,26 @@ platform::LocalTime SampleClock() { return {2024, 3, 15, 9, 8, 7, 0}; }
 
 // Converts the acquisition r describes twice: with a block of the whole file and the user's
 // decimal mark ',', then with blocks of 4096 bytes and '.'. Both files must agree.
-void ConvertInBothBlockSizes(testing::codes::ConversionRequest r) {
+void ConvertInBothBlockSizes(testing::ConversionRequest r) {
   platform::SetClock(SampleClock);
   r.format = TRAVUNE_FMT_DIADEM;
   r.blockBytes = 1 << 24;
   TheCvtSession().SetDecimalMark(',');
-  ASSERT_EQ(testing::codes::Convert(r), 0);
+  ASSERT_EQ(testing::Convert(r), 0);
   TheCvtSession().SetDecimalMark('.');
-  const std::string header = testing::codes::FileBytes(r.header);
-  const std::string whole = testing::codes::FileBytes(r.data);
+  const std::string header = testing::FileBytes(r.header);
+  const std::string whole = testing::FileBytes(r.data);
   r.blockBytes = 4096;
-  ASSERT_EQ(testing::codes::Convert(r), 0);
+  ASSERT_EQ(testing::Convert(r), 0);
   platform::SetClock(nullptr);
-  EXPECT_EQ(testing::codes::FileBytes(r.header), header);
-  EXPECT_EQ(testing::codes::FileBytes(r.data), whole);
+  EXPECT_EQ(testing::FileBytes(r.header), header);
+  EXPECT_EQ(testing::FileBytes(r.data), whole);
   EXPECT_NE(header.find(" data\r\n102,\r\n103,\r\n104,03/15/24\r\n105,09:08:07\r\n111,"), std::string::npos);
 }
 
 // The decoder reads back the generator's values, and each scan's time measured from the scan
 // referenceScan, in seconds.
-void ExpectSampleContents(const samples::SampleSpec& sample, const testing::codes::ConversionRequest& r,
+void ExpectSampleContents(const samples::SampleSpec& sample, const testing::ConversionRequest& r,
                           int64_t referenceScan) {
   const testing::Decoded decoded = testing::DecodeDIAdem(r.data, r.header);
   ASSERT_TRUE(decoded.ok);
@@ -233,26 +232,26 @@ void ExpectSampleContents(const samples::SampleSpec& sample, const testing::code
 }
 
 TEST(DIAdemSamples, ValuesAndTimesOfEveryType) {
-  testing::codes::ScratchDir dir;
+  testing::ScratchDir dir;
   const struct {
     const char* name;
     samples::SampleSpec sample;
     uint32_t flags;
     bool explicitTimes;
   } cases[] = {
-      {"morvane", testing::codes::SampleOf(3, 1200, 100), 0, false},
-      {"tarquil", testing::codes::SampleOf(4, 1200, 100), 0, true},
-      {"tarquil packed", testing::codes::SampleOf(4, 1001, 50, false, true), 0, true},
-      {"brenlow stamps", testing::codes::SampleOf(2, 600, 10, true), 0, false},
-      {"vexmoor", testing::codes::SampleOf(7, 600, 10), 0, false},
-      {"quillon", testing::codes::SampleOf(5, 700, 100), 0, false},
-      {"celdrin", testing::codes::SampleOf(6, 1200, 100), 0, true},
-      {"celdrin own stamps", testing::codes::SampleOf(6, 900, 100, true), TRAVUNE_FLAG_OWN_STAMPS, true},
+      {"morvane", testing::SampleOf(3, 1200, 100), 0, false},
+      {"tarquil", testing::SampleOf(4, 1200, 100), 0, true},
+      {"tarquil packed", testing::SampleOf(4, 1001, 50, false, true), 0, true},
+      {"brenlow stamps", testing::SampleOf(2, 600, 10, true), 0, false},
+      {"vexmoor", testing::SampleOf(7, 600, 10), 0, false},
+      {"quillon", testing::SampleOf(5, 700, 100), 0, false},
+      {"celdrin", testing::SampleOf(6, 1200, 100), 0, true},
+      {"celdrin own stamps", testing::SampleOf(6, 900, 100, true), TRAVUNE_FLAG_OWN_STAMPS, true},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    testing::codes::ConversionRequest r;
-    r.files = testing::codes::WriteSampleFiles(c.sample, dir, "acq");
+    testing::ConversionRequest r;
+    r.files = testing::WriteSampleFiles(c.sample, dir, "acq");
     ASSERT_EQ(r.files.size(), 2u);
     r.sourceType = c.sample.type;
     r.flags = c.flags;
@@ -262,10 +261,10 @@ TEST(DIAdemSamples, ValuesAndTimesOfEveryType) {
     const std::string timeChannel =
         c.explicitTimes ? "#BEGINCHANNELHEADER\r\n200,Time\r\n201,t (s)\r\n202,s\r\n210,EXPLICIT\r\n211,out.R32\r\n"
                         : "#BEGINCHANNELHEADER\r\n200,Time\r\n201,Time (s)\r\n202,s\r\n210,IMPLICIT\r\n";
-    EXPECT_NE(testing::codes::FileBytes(r.header).find("#ENDGLOBALHEADER\r\n\r\n" + timeChannel), std::string::npos);
+    EXPECT_NE(testing::FileBytes(r.header).find("#ENDGLOBALHEADER\r\n\r\n" + timeChannel), std::string::npos);
     if (c.sample.type == 3) {
       // 1000 scans per second, 100 before the trigger, whatever the user's decimal mark.
-      EXPECT_NE(testing::codes::FileBytes(r.header).find("220,1200\r\n240,-0.1\r\n241,0.001\r\n"), std::string::npos);
+      EXPECT_NE(testing::FileBytes(r.header).find("220,1200\r\n240,-0.1\r\n241,0.001\r\n"), std::string::npos);
     }
     ExpectSampleContents(c.sample, r, c.sample.preTrig);
   }
@@ -275,7 +274,7 @@ TEST(DIAdemSamples, ValuesAndTimesOfEveryType) {
 // time channel is explicit: times count from the trigger scan's own stamp, or from scan 0's when
 // the trigger lies beyond the data, in every conversion and with either stamp option.
 TEST(DIAdemSamples, RatelessStampsCountFromTheTriggerStamp) {
-  testing::codes::ScratchDir dir;
+  testing::ScratchDir dir;
   const struct {
     const char* name;
     int32_t preTrig;  // written into the description
@@ -286,15 +285,15 @@ TEST(DIAdemSamples, RatelessStampsCountFromTheTriggerStamp) {
       {"every scan's own stamp", 100, 100, TRAVUNE_FLAG_OWN_STAMPS},
       {"trigger beyond the data", 5000, 0, 0},
   };
-  const samples::SampleSpec sample = testing::codes::SampleOf(2, 1200, 100, true);
+  const samples::SampleSpec sample = testing::SampleOf(2, 1200, 100, true);
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    testing::codes::ConversionRequest r;
-    r.files = testing::codes::WriteSampleFiles(sample, dir, "acq");
+    testing::ConversionRequest r;
+    r.files = testing::WriteSampleFiles(sample, dir, "acq");
     ASSERT_EQ(r.files.size(), 2u);
     // The description starts with the version and the scan rate (doubles), the record count
     // and the pre-trigger count (32-bit).
-    std::string description = testing::codes::FileBytes(r.files[0]);
+    std::string description = testing::FileBytes(r.files[0]);
     ASSERT_GT(description.size(), 24u);
     le::PutF64(description.data() + 8, 0.0);
     le::PutI32(description.data() + 20, c.preTrig);
@@ -304,7 +303,7 @@ TEST(DIAdemSamples, RatelessStampsCountFromTheTriggerStamp) {
     r.header = dir.File("out.DAT");
     r.data = dir.File("out.R32");
     ConvertInBothBlockSizes(r);
-    EXPECT_NE(testing::codes::FileBytes(r.header).find("210,EXPLICIT\r\n211,out.R32\r\n213,BLOCK\r\n214,REAL32\r\n"
+    EXPECT_NE(testing::FileBytes(r.header).find("210,EXPLICIT\r\n211,out.R32\r\n213,BLOCK\r\n214,REAL32\r\n"
                                                        "220,1200\r\n221,1\r\n222,6\r\n"),
               std::string::npos);
     ExpectSampleContents(sample, r, c.referenceScan);

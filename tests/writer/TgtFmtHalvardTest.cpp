@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "samples/Calendar.h"
-#include "writer/CodeWriterRuns.h"
+#include "writer/WriterRuns.h"
 #include "writer/FakeSource.h"
 #include "writer/TgtFmtHalvard.h"
 #include "writer/WriterFactory.h"
@@ -24,10 +24,10 @@ namespace {
 
 using testing::FakeChannel;
 using testing::FakeSource;
-using testing::codes::Hex;
-using testing::codes::RunWriter;
-using testing::codes::ScratchDir;
-using testing::codes::WrittenFiles;
+using testing::Hex;
+using testing::RunWriter;
+using testing::ScratchDir;
+using testing::WrittenFiles;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
@@ -252,7 +252,7 @@ int64_t StampMicros(const testing::HalvardStamp& s) {
 // within its channel's range read back through the description to its printed precision
 // (values outside the range wrap and cannot be read back).
 void ExpectSampleScans(const samples::SampleSpec& sample, const std::vector<int16_t>& codes,
-                       const testing::Decoded& decoded, const std::vector<testing::codes::ChannelRange>& ranges,
+                       const testing::Decoded& decoded, const std::vector<testing::ChannelRange>& ranges,
                        int slack) {
   ASSERT_EQ(codes.size(), decoded.values.size());
   int failures = 0;
@@ -286,22 +286,22 @@ TEST(TgtFmtHalvard, SamplesConvertToTheSameFilesForAnyBlockAndRange) {
     int slack;  // codes by which a physical formula's rounding may differ
   };
   const Case cases[] = {
-      {"morvane", testing::codes::SampleOf(TRAVUNE_SRC_MORVANE, 1200, 100), TRAVUNE_FLAG_SCAN_TIMES, 0, 0},
-      {"tarquilPacked", testing::codes::SampleOf(TRAVUNE_SRC_TARQUIL, 1000, 50, false, true), 0, 0, 1},
-      {"brenlowStamps", testing::codes::SampleOf(TRAVUNE_SRC_BRENLOW, 1200, 100, true), TRAVUNE_FLAG_SCAN_TIMES, 10, 0},
-      {"brenlowOwnStamps", testing::codes::SampleOf(TRAVUNE_SRC_BRENLOW, 1200, 100, true),
+      {"morvane", testing::SampleOf(TRAVUNE_SRC_MORVANE, 1200, 100), TRAVUNE_FLAG_SCAN_TIMES, 0, 0},
+      {"tarquilPacked", testing::SampleOf(TRAVUNE_SRC_TARQUIL, 1000, 50, false, true), 0, 0, 1},
+      {"brenlowStamps", testing::SampleOf(TRAVUNE_SRC_BRENLOW, 1200, 100, true), TRAVUNE_FLAG_SCAN_TIMES, 10, 0},
+      {"brenlowOwnStamps", testing::SampleOf(TRAVUNE_SRC_BRENLOW, 1200, 100, true),
        TRAVUNE_FLAG_SCAN_TIMES | TRAVUNE_FLAG_OWN_STAMPS, 10, 0},
-      {"quillon", testing::codes::SampleOf(TRAVUNE_SRC_QUILLON, 1200, 100), TRAVUNE_FLAG_SCAN_TIMES, 10, 0},
-      {"quillonNoTimes", testing::codes::SampleOf(TRAVUNE_SRC_QUILLON, 700, 10), 0, 0, 0},
-      {"celdrinOwnStamps", testing::codes::SampleOf(TRAVUNE_SRC_CELDRIN, 1200, 100, true),
+      {"quillon", testing::SampleOf(TRAVUNE_SRC_QUILLON, 1200, 100), TRAVUNE_FLAG_SCAN_TIMES, 10, 0},
+      {"quillonNoTimes", testing::SampleOf(TRAVUNE_SRC_QUILLON, 700, 10), 0, 0, 0},
+      {"celdrinOwnStamps", testing::SampleOf(TRAVUNE_SRC_CELDRIN, 1200, 100, true),
        TRAVUNE_FLAG_SCAN_TIMES | TRAVUNE_FLAG_OWN_STAMPS, 10, 1},
-      {"threnix", testing::codes::SampleOf(TRAVUNE_SRC_THRENIX, 600, 10, true), TRAVUNE_FLAG_SCAN_TIMES, 10, 0},
+      {"threnix", testing::SampleOf(TRAVUNE_SRC_THRENIX, 600, 10, true), TRAVUNE_FLAG_SCAN_TIMES, 10, 0},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     ScratchDir dir;
-    testing::codes::ConversionRequest request;
-    request.files = testing::codes::WriteSampleFiles(c.sample, dir, c.name);
+    testing::ConversionRequest request;
+    request.files = testing::WriteSampleFiles(c.sample, dir, c.name);
     ASSERT_EQ(request.files.size(), 2u);
     request.sourceType = c.sample.type;
     request.format = TRAVUNE_FMT_HALVARD;
@@ -310,15 +310,15 @@ TEST(TgtFmtHalvard, SamplesConvertToTheSameFilesForAnyBlockAndRange) {
     request.header = dir.File("one.HX$");
     request.data = dir.File("one.HXT");
     request.blockBytes = 1 << 24;
-    std::vector<testing::codes::ChannelRange> ranges;
-    ASSERT_EQ(testing::codes::Convert(request, &ranges), 0);
+    std::vector<testing::ChannelRange> ranges;
+    ASSERT_EQ(testing::Convert(request, &ranges), 0);
     request.header = dir.File("small.HX$");
     request.data = dir.File("small.HXT");
     request.blockBytes = 4096;
-    ASSERT_EQ(testing::codes::Convert(request), 0);
-    const std::string whole = testing::codes::FileBytes(dir.File("one.HXT"));
-    EXPECT_EQ(testing::codes::FileBytes(dir.File("small.HX$")), testing::codes::FileBytes(dir.File("one.HX$")));
-    EXPECT_TRUE(testing::codes::FileBytes(dir.File("small.HXT")) == whole);
+    ASSERT_EQ(testing::Convert(request), 0);
+    const std::string whole = testing::FileBytes(dir.File("one.HXT"));
+    EXPECT_EQ(testing::FileBytes(dir.File("small.HX$")), testing::FileBytes(dir.File("one.HX$")));
+    EXPECT_TRUE(testing::FileBytes(dir.File("small.HXT")) == whole);
 
     const int chans = samples::NumChannels(c.sample);
     const size_t scanBytes = c.stampBytes + 2 * static_cast<size_t>(chans);
@@ -344,9 +344,9 @@ TEST(TgtFmtHalvard, SamplesConvertToTheSameFilesForAnyBlockAndRange) {
     request.data = dir.File("range.HXT");
     request.firstScan = 37;
     request.scanCount = static_cast<uint32_t>(c.sample.scans - 100);
-    ASSERT_EQ(testing::codes::Convert(request), 0);
+    ASSERT_EQ(testing::Convert(request), 0);
     const std::string rangeScans = whole.substr(37 * scanBytes, request.scanCount * scanBytes);
-    EXPECT_TRUE(testing::codes::FileBytes(dir.File("range.HXT")) == rangeScans);
+    EXPECT_TRUE(testing::FileBytes(dir.File("range.HXT")) == rangeScans);
     request.firstScan = 0;
     request.scanCount = 0;
   }

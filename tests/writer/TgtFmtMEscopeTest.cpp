@@ -13,7 +13,7 @@
 
 #include "qulix.h"
 #include "source/SrcFmt.h"
-#include "writer/CodeWriterRuns.h"
+#include "writer/WriterRuns.h"
 #include "writer/FakeSource.h"
 #include "writer/TgtFmtMEscope.h"
 #include "writer/decoders/BlockDecoder.h"
@@ -21,7 +21,7 @@
 namespace travune {
 namespace {
 
-namespace codes = testing::codes;
+namespace codes = testing;
 using testing::BlockFile;
 using testing::FakeChannel;
 using testing::FakeSource;

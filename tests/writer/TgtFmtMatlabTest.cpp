@@ -8,9 +8,8 @@
 #include <vector>
 
 #include "samples/Samples.h"
-#include "writer/CodeWriterRuns.h"
+#include "writer/WriterRuns.h"
 #include "writer/FakeSource.h"
-#include "writer/HeaderedRun.h"
 #include "writer/TgtFmtMatlab.h"
 #include "writer/decoders/MatlabDecoder.h"
 
@@ -48,7 +47,7 @@ class TgtFmtMatlabTest : public testing::HeaderedWriterTest {
       }
       EXPECT_TRUE(writer.PostConvert());
     }
-    return {testing::ReadWholeFile(dataPath_), testing::ReadWholeFile(headerPath_)};
+    return {testing::FileBytes(dataPath_), testing::FileBytes(headerPath_)};
   }
 
   std::string dataPath_;
@@ -141,7 +140,7 @@ TEST_F(TgtFmtMatlabTest, RefusesBlocksOutsideTheMatrix) {
       EXPECT_EQ(writer.ConvertDataBlock(c.block.scans, out, c.block.first), -1);
     }
     // Nothing was written into the columns.
-    EXPECT_EQ(testing::ReadWholeFile(dataPath).substr(22), std::string(static_cast<size_t>(8 * 2 * c.total), '\0'));
+    EXPECT_EQ(testing::FileBytes(dataPath).substr(22), std::string(static_cast<size_t>(8 * 2 * c.total), '\0'));
   }
 }
 
@@ -169,26 +168,26 @@ TEST_F(TgtFmtMatlabTest, RefusesABaseNameTooLongForAFileNamePart) {
 // Whole-file and 4096-byte blocks give the same file; the decoder reads back the generator's
 // values, each temperature with its own scan's cold-junction reference.
 TEST(MatlabSamples, ValuesOfEveryType) {
-  testing::codes::ScratchDir dir;
+  testing::ScratchDir dir;
   const struct {
     const char* name;
     samples::SampleSpec sample;
     uint32_t flags;
     double tolerance;  // relative: the generator of some types uses the physical formula
   } cases[] = {
-      {"morvane", testing::codes::SampleOf(3, 1200, 100), 0, 0.0},
-      {"tarquil", testing::codes::SampleOf(4, 1200, 100), 0, 1e-12},
-      {"tarquil packed", testing::codes::SampleOf(4, 1001, 50, false, true), 0, 1e-12},
-      {"brenlow stamps", testing::codes::SampleOf(2, 600, 10, true), TRAVUNE_FLAG_OWN_STAMPS, 0.0},
-      {"threnix", testing::codes::SampleOf(8, 600, 10), 0, 0.0},
-      {"quillon", testing::codes::SampleOf(5, 700, 100), 0, 0.0},
-      {"celdrin", testing::codes::SampleOf(6, 1200, 100), 0, 1e-12},
-      {"celdrin stamps", testing::codes::SampleOf(6, 900, 0, true), 0, 1e-12},
+      {"morvane", testing::SampleOf(3, 1200, 100), 0, 0.0},
+      {"tarquil", testing::SampleOf(4, 1200, 100), 0, 1e-12},
+      {"tarquil packed", testing::SampleOf(4, 1001, 50, false, true), 0, 1e-12},
+      {"brenlow stamps", testing::SampleOf(2, 600, 10, true), TRAVUNE_FLAG_OWN_STAMPS, 0.0},
+      {"threnix", testing::SampleOf(8, 600, 10), 0, 0.0},
+      {"quillon", testing::SampleOf(5, 700, 100), 0, 0.0},
+      {"celdrin", testing::SampleOf(6, 1200, 100), 0, 1e-12},
+      {"celdrin stamps", testing::SampleOf(6, 900, 0, true), 0, 1e-12},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    testing::codes::ConversionRequest r;
-    r.files = testing::codes::WriteSampleFiles(c.sample, dir, "acq");
+    testing::ConversionRequest r;
+    r.files = testing::WriteSampleFiles(c.sample, dir, "acq");
     ASSERT_EQ(r.files.size(), 2u);
     r.sourceType = c.sample.type;
     r.format = TRAVUNE_FMT_MATLAB;
@@ -196,11 +195,11 @@ TEST(MatlabSamples, ValuesOfEveryType) {
     r.header = dir.File("out.DSC");
     r.data = dir.File("out.mat");
     r.blockBytes = 1 << 24;
-    ASSERT_EQ(testing::codes::Convert(r), 0);
-    const std::string whole = testing::codes::FileBytes(r.data);
+    ASSERT_EQ(testing::Convert(r), 0);
+    const std::string whole = testing::FileBytes(r.data);
     r.blockBytes = 4096;
-    ASSERT_EQ(testing::codes::Convert(r), 0);
-    EXPECT_EQ(testing::codes::FileBytes(r.data), whole);
+    ASSERT_EQ(testing::Convert(r), 0);
+    EXPECT_EQ(testing::FileBytes(r.data), whole);
 
     const testing::Decoded decoded = testing::DecodeMatlab(r.data, r.header);
     ASSERT_TRUE(decoded.ok);
@@ -220,10 +219,10 @@ TEST(MatlabSamples, ValuesOfEveryType) {
 }
 
 TEST(MatlabSamples, ScanRangeAndBlanksInTheName) {
-  testing::codes::ScratchDir dir;
-  const samples::SampleSpec sample = testing::codes::SampleOf(3, 1200, 100);
-  testing::codes::ConversionRequest r;
-  r.files = testing::codes::WriteSampleFiles(sample, dir, "acq");
+  testing::ScratchDir dir;
+  const samples::SampleSpec sample = testing::SampleOf(3, 1200, 100);
+  testing::ConversionRequest r;
+  r.files = testing::WriteSampleFiles(sample, dir, "acq");
   ASSERT_EQ(r.files.size(), 2u);
   r.sourceType = sample.type;
   r.format = TRAVUNE_FMT_MATLAB;
@@ -233,7 +232,7 @@ TEST(MatlabSamples, ScanRangeAndBlanksInTheName) {
   r.blockBytes = 4096;
   r.firstScan = 100;
   r.scanCount = 250;
-  ASSERT_EQ(testing::codes::Convert(r), 0);
+  ASSERT_EQ(testing::Convert(r), 0);
 
   const testing::Decoded decoded = testing::DecodeMatlab(dir.File("my_run.mat"), dir.File("my_run.txt"));
   ASSERT_TRUE(decoded.ok);

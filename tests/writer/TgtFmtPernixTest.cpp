@@ -5,13 +5,13 @@
 #include <fstream>
 #include <vector>
 
-#include "writer/CodeWriterRuns.h"
+#include "writer/WriterRuns.h"
 #include "writer/decoders/PernixDecoder.h"
 
 namespace travune {
 namespace {
 
-using testing::codes::ScratchDir;
+using testing::ScratchDir;
 
 TEST(TgtFmtPernix, ConversionsReadEveryBlockAndLeaveAnEmptyFile) {
   struct Case {
@@ -21,13 +21,13 @@ TEST(TgtFmtPernix, ConversionsReadEveryBlockAndLeaveAnEmptyFile) {
     uint32_t scanCount;  // 0: all
   };
   const Case cases[] = {
-      {"morvane", testing::codes::SampleOf(TRAVUNE_SRC_MORVANE, 1200, 100), 0, 0},
-      {"celdrin range", testing::codes::SampleOf(TRAVUNE_SRC_CELDRIN, 1200, 100, true), 150, 900},
+      {"morvane", testing::SampleOf(TRAVUNE_SRC_MORVANE, 1200, 100), 0, 0},
+      {"celdrin range", testing::SampleOf(TRAVUNE_SRC_CELDRIN, 1200, 100, true), 150, 900},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     ScratchDir dir;
-    const std::vector<std::string> files = testing::codes::WriteSampleFiles(c.sample, dir, "acq");
+    const std::vector<std::string> files = testing::WriteSampleFiles(c.sample, dir, "acq");
     ASSERT_EQ(files.size(), 2u);
     const std::string output = dir.File("acq.NUL");
     std::ofstream(output) << "an older file";

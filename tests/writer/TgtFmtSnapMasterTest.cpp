@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "writer/FakeSource.h"
-#include "writer/HeaderedRun.h"
+#include "writer/WriterRuns.h"
 #include "writer/TgtFmtSnapMaster.h"
 #include "writer/decoders/SnapMasterDecoder.h"
 

@@ -11,7 +11,7 @@
 
 #include "writer/FakeSource.h"
 #include "writer/TgtFmtAscii.h"
-#include "writer/TextRuns.h"
+#include "writer/WriterRuns.h"
 #include "writer/TgtFmtText.h"
 #include "writer/decoders/TextDecoder.h"
 
@@ -21,7 +21,7 @@ namespace {
 using testing::Decoded;
 using testing::FakeChannel;
 using testing::FakeSource;
-using testing::text::ScratchDir;
+using testing::ScratchDir;
 
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
@@ -77,7 +77,7 @@ std::string Write(TgtFmt& writer, int64_t scans, int64_t blockScans, const Scrat
       if (bytes > 0) data.WriteAt(static_cast<uint64_t>(data.Size()), area.data(), static_cast<size_t>(bytes));
     }
   }
-  return testing::text::FileBytes(name);
+  return testing::FileBytes(name);
 }
 
 enum class Kind { kText, kAscii };
@@ -305,16 +305,16 @@ struct Acquisition {
 };
 
 const Acquisition kAcquisitions[] = {
-    {"morvane", testing::text::SampleOf(3, 700, 40), 0},
-    {"tarquil packed", testing::text::SampleOf(4, 501, 25, false, true), 0},
-    {"brenlow", testing::text::SampleOf(2, 600, 30), 0},
-    {"brenlow stamps", testing::text::SampleOf(2, 600, 30, true), 0},
-    {"brenlow own stamps", testing::text::SampleOf(2, 600, 30, true), TRAVUNE_FLAG_OWN_STAMPS},
-    {"vexmoor", testing::text::SampleOf(7, 300, 10), 0},
-    {"threnix stamps", testing::text::SampleOf(8, 300, 10, true), 0},
-    {"quillon", testing::text::SampleOf(5, 600, 50), 0},
-    {"celdrin", testing::text::SampleOf(6, 600, 50), 0},
-    {"celdrin stamps", testing::text::SampleOf(6, 600, 50, true), TRAVUNE_FLAG_OWN_STAMPS},
+    {"morvane", testing::SampleOf(3, 700, 40), 0},
+    {"tarquil packed", testing::SampleOf(4, 501, 25, false, true), 0},
+    {"brenlow", testing::SampleOf(2, 600, 30), 0},
+    {"brenlow stamps", testing::SampleOf(2, 600, 30, true), 0},
+    {"brenlow own stamps", testing::SampleOf(2, 600, 30, true), TRAVUNE_FLAG_OWN_STAMPS},
+    {"vexmoor", testing::SampleOf(7, 300, 10), 0},
+    {"threnix stamps", testing::SampleOf(8, 300, 10, true), 0},
+    {"quillon", testing::SampleOf(5, 600, 50), 0},
+    {"celdrin", testing::SampleOf(6, 600, 50), 0},
+    {"celdrin stamps", testing::SampleOf(6, 600, 50, true), TRAVUNE_FLAG_OWN_STAMPS},
 };
 
 // The values of a text file (sheet: with the spreadsheet's header lines) against the
@@ -362,8 +362,8 @@ TEST(TgtFmtText, AcquisitionsReadBackAlikeForEveryBlockSize) {
   ScratchDir dir;
   for (const Acquisition& a : kAcquisitions) {
     SCOPED_TRACE(a.name);
-    testing::text::TextConversion c;
-    c.files = testing::text::WriteSampleFiles(a.sample, dir, "acq");
+    testing::TextConversion c;
+    c.files = testing::WriteSampleFiles(a.sample, dir, "acq");
     ASSERT_EQ(c.files.size(), 2u);
     c.sourceType = a.sample.type;
     c.flags = a.flags | TRAVUNE_FLAG_SCAN_TIMES;
@@ -373,8 +373,8 @@ TEST(TgtFmtText, AcquisitionsReadBackAlikeForEveryBlockSize) {
       for (const int64_t blockBytes : {int64_t{4096}, int64_t{100}}) {
         c.blockBytes = blockBytes;
         c.output = dir.File("out" + std::to_string(blockBytes) + ".txt");
-        ASSERT_EQ(testing::text::Convert(c), 0);
-        const std::string bytes = testing::text::FileBytes(c.output);
+        ASSERT_EQ(testing::Convert(c), 0);
+        const std::string bytes = testing::FileBytes(c.output);
         if (first.empty()) {
           first = bytes;
         } else {
@@ -398,8 +398,8 @@ TEST(TgtFmtText, ScanRangesAndTheCommaMark) {
   for (const auto& r : cases) {
     const Acquisition& a = kAcquisitions[r.acquisition];
     SCOPED_TRACE(std::string(a.name) + " from " + std::to_string(r.first) + " mark " + r.mark);
-    testing::text::TextConversion c;
-    c.files = testing::text::WriteSampleFiles(a.sample, dir, "acq");
+    testing::TextConversion c;
+    c.files = testing::WriteSampleFiles(a.sample, dir, "acq");
     ASSERT_EQ(c.files.size(), 2u);
     c.sourceType = a.sample.type;
     c.format = TRAVUNE_FMT_ASCII;
@@ -408,13 +408,13 @@ TEST(TgtFmtText, ScanRangesAndTheCommaMark) {
     c.firstScan = r.first;
     c.scanCount = r.count;
     c.output = dir.File("range.txt");
-    ASSERT_EQ(testing::text::Convert(c), 0);
+    ASSERT_EQ(testing::Convert(c), 0);
     ExpectValues(a, c.output, true, r.first, r.count);
     ExpectTimes(a, testing::ReadTextSheet(c.output), r.first);
     // The plain text of the same range carries the chosen mark and never the other one.
     c.format = TRAVUNE_FMT_TEXT;
-    ASSERT_EQ(testing::text::Convert(c), 0);
-    const std::string text = testing::text::FileBytes(c.output);
+    ASSERT_EQ(testing::Convert(c), 0);
+    const std::string text = testing::FileBytes(c.output);
     EXPECT_NE(text.find(r.mark), std::string::npos);
     EXPECT_EQ(text.find(r.mark == '.' ? ',' : '.'), std::string::npos);
     ExpectValues(a, c.output, false, r.first, r.count);

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "writer/CodeWriterRuns.h"
+#include "writer/WriterRuns.h"
 #include "writer/FakeSource.h"
 #include "writer/TgtFmtWav.h"
 #include "writer/decoders/Code16.h"
@@ -18,8 +18,8 @@ namespace travune {
 namespace {
 
 using testing::FakeSource;
-using testing::codes::Hex;
-using testing::codes::ScratchDir;
+using testing::Hex;
+using testing::ScratchDir;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
@@ -63,9 +63,8 @@ TEST(TgtFmtWav, HeadAndFramesAreExactlyTheFormats) {
     ASSERT_TRUE(writer.IsOk());
     EXPECT_FALSE(writer.WantsHeaderFile());
     EXPECT_EQ(writer.OutputBytesPerScan(), 2 * c.chans);
-    const testing::codes::WrittenFiles files =
-        testing::codes::RunWriter(writer, static_cast<int64_t>(c.values.size()) / c.chans, dir);
-    EXPECT_EQ(files.header, "");
+    const testing::WrittenFiles files =
+        testing::RunWriter(writer, static_cast<int64_t>(c.values.size()) / c.chans, dir);
     ASSERT_EQ(files.data.size(), TgtFmtWav::kHeadBytes + c.values.size() * 2);
     EXPECT_EQ(Hex(files.data.substr(0, TgtFmtWav::kHeadBytes)), c.head);
     EXPECT_EQ(Hex(files.data.substr(TgtFmtWav::kHeadBytes)), c.frames);
@@ -76,7 +75,7 @@ TEST(TgtFmtWav, HeadAndFramesAreExactlyTheFormats) {
 // values of sources scaled by the reader's own chain of double operations agree exactly; those
 // computed by a physical formula (Tarquil, Celdrin) may differ by rounding and so by one code.
 void ExpectSampleCodes(const samples::SampleSpec& sample, const testing::Decoded& frames,
-                       const std::vector<testing::codes::ChannelRange>& ranges, int64_t firstScan, int slack) {
+                       const std::vector<testing::ChannelRange>& ranges, int64_t firstScan, int slack) {
   int failures = 0;
   for (int64_t s = 0; s < frames.scans && failures < 5; ++s) {
     for (int32_t c = 0; c < frames.chans; ++c) {
@@ -100,18 +99,18 @@ TEST(TgtFmtWav, SamplesConvertToTheSameFileForAnyBlockAndRange) {
     int slack;
   };
   const Case cases[] = {
-      {"morvane", testing::codes::SampleOf(TRAVUNE_SRC_MORVANE, 1200, 100), 0, 0, 0},
+      {"morvane", testing::SampleOf(TRAVUNE_SRC_MORVANE, 1200, 100), 0, 0, 0},
       // Scan times asked for: the WAV file has no stamps all the same.
-      {"quillonTimes", testing::codes::SampleOf(TRAVUNE_SRC_QUILLON, 1200, 100), TRAVUNE_FLAG_SCAN_TIMES, 200, 0},
-      {"brenlowStamps", testing::codes::SampleOf(TRAVUNE_SRC_BRENLOW, 1000, 0, true), 0, 128, 0},
-      {"tarquilPacked", testing::codes::SampleOf(TRAVUNE_SRC_TARQUIL, 1000, 50, false, true), 0, 0, 1},
-      {"celdrin", testing::codes::SampleOf(TRAVUNE_SRC_CELDRIN, 1200, 100), 0, 1000, 1},
+      {"quillonTimes", testing::SampleOf(TRAVUNE_SRC_QUILLON, 1200, 100), TRAVUNE_FLAG_SCAN_TIMES, 200, 0},
+      {"brenlowStamps", testing::SampleOf(TRAVUNE_SRC_BRENLOW, 1000, 0, true), 0, 128, 0},
+      {"tarquilPacked", testing::SampleOf(TRAVUNE_SRC_TARQUIL, 1000, 50, false, true), 0, 0, 1},
+      {"celdrin", testing::SampleOf(TRAVUNE_SRC_CELDRIN, 1200, 100), 0, 1000, 1},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     ScratchDir dir;
-    testing::codes::ConversionRequest request;
-    request.files = testing::codes::WriteSampleFiles(c.sample, dir, c.name);
+    testing::ConversionRequest request;
+    request.files = testing::WriteSampleFiles(c.sample, dir, c.name);
     ASSERT_EQ(request.files.size(), 2u);
     request.sourceType = c.sample.type;
     request.format = TRAVUNE_FMT_WAV;
@@ -119,13 +118,13 @@ TEST(TgtFmtWav, SamplesConvertToTheSameFileForAnyBlockAndRange) {
     request.header = dir.File("unused.hdr");
     request.data = dir.File("one.wav");
     request.blockBytes = 1 << 24;
-    std::vector<testing::codes::ChannelRange> ranges;
-    ASSERT_EQ(testing::codes::Convert(request, &ranges), 0);
+    std::vector<testing::ChannelRange> ranges;
+    ASSERT_EQ(testing::Convert(request, &ranges), 0);
     request.data = dir.File("small.wav");
     request.blockBytes = 4096;
-    ASSERT_EQ(testing::codes::Convert(request), 0);
-    const std::string whole = testing::codes::FileBytes(dir.File("one.wav"));
-    EXPECT_TRUE(testing::codes::FileBytes(dir.File("small.wav")) == whole);
+    ASSERT_EQ(testing::Convert(request), 0);
+    const std::string whole = testing::FileBytes(dir.File("one.wav"));
+    EXPECT_TRUE(testing::FileBytes(dir.File("small.wav")) == whole);
     EXPECT_FALSE(std::filesystem::exists(dir.File("unused.hdr")));
 
     const int chans = samples::NumChannels(c.sample);
@@ -150,8 +149,8 @@ TEST(TgtFmtWav, SamplesConvertToTheSameFileForAnyBlockAndRange) {
     request.data = dir.File("range.wav");
     request.firstScan = 37;
     request.scanCount = 500;
-    ASSERT_EQ(testing::codes::Convert(request), 0);
-    const std::string range = testing::codes::FileBytes(dir.File("range.wav"));
+    ASSERT_EQ(testing::Convert(request), 0);
+    const std::string range = testing::FileBytes(dir.File("range.wav"));
     const std::string wholeHead = whole.substr(0, TgtFmtWav::kHeadBytes);
     EXPECT_TRUE(range == wholeHead + whole.substr(TgtFmtWav::kHeadBytes + 37 * block, 500 * block));
   }

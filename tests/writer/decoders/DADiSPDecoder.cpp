@@ -13,11 +13,6 @@ namespace travune::testing {
 
 namespace {
 
-std::string ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 // The text after "KEY " on the header line that starts with it, or "" when there is none.
 std::string ValueOf(const std::string& header, const std::string& key) {
   std::istringstream lines(header);
@@ -37,20 +32,12 @@ int ItemCount(const std::string& list) {
   return commas + 1;
 }
 
-float LittleEndianFloat(const char* p) {
-  uint32_t u = 0;
-  for (int i = 3; i >= 0; --i) u = (u << 8) | static_cast<uint8_t>(p[i]);
-  float f;
-  std::memcpy(&f, &u, 4);
-  return f;
-}
-
 }  // namespace
 
 Decoded DecodeDADiSP(const std::string& dataPath, const std::string& headerPath) {
   Decoded decoded;
-  const std::string header = ReadAll(headerPath);
-  const std::string data = ReadAll(dataPath);
+  const std::string header = FileContents(headerPath);
+  const std::string data = FileContents(dataPath);
   if (header.rfind("DATASET ", 0) != 0 || ValueOf(header, "FILE_TYPE") != "FLOAT" ||
       ValueOf(header, "STORAGE_MODE") != "INTERLACED") {
     return decoded;

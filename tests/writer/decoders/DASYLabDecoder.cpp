@@ -16,11 +16,6 @@ namespace travune::testing {
 
 namespace {
 
-std::string ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 uint64_t LittleEndian(const std::string& bytes, size_t at, int width) {
   uint64_t v = 0;
   for (int i = width - 1; i >= 0; --i) v = (v << 8) | static_cast<uint8_t>(bytes[at + static_cast<size_t>(i)]);
@@ -40,7 +35,7 @@ constexpr const char* kTextEnd = " CHANNEL\tUNIT:\r\n";
 
 Decoded DecodeDASYLab(const std::string& dataPath, const std::string&) {
   Decoded decoded;
-  const std::string file = ReadAll(dataPath);
+  const std::string file = FileContents(dataPath);
   if (file.rfind("DTDF\r\r\n", 0) != 0) return decoded;
   const size_t channelsAt = file.find("DATA CHANNELS\t= ");
   const size_t textEnd = file.find(kTextEnd);

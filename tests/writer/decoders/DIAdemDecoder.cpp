@@ -18,11 +18,6 @@ namespace {
 
 using Keys = std::map<int, std::string>;
 
-std::string ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 float FloatAt(const std::string& bytes, size_t at) {
   uint32_t u = 0;
   for (int i = 3; i >= 0; --i) u = (u << 8) | static_cast<uint8_t>(bytes[at + static_cast<size_t>(i)]);
@@ -80,7 +75,7 @@ struct Layout {
 
 Layout ReadLayout(const std::string& dataPath, const std::string& headerPath) {
   Layout layout;
-  layout.blocks = ChannelBlocks(ReadAll(headerPath));
+  layout.blocks = ChannelBlocks(FileContents(headerPath));
   if (layout.blocks.empty()) return layout;
   for (size_t i = 1; i < layout.blocks.size(); ++i) {
     int position = 0, perScan = 0;
@@ -100,7 +95,7 @@ Layout ReadLayout(const std::string& dataPath, const std::string& headerPath) {
     return layout;
   }
   if (layout.perScan == 0) return layout;
-  layout.data = ReadAll(dataPath);
+  layout.data = FileContents(dataPath);
   const size_t scanBytes = 4 * static_cast<size_t>(layout.perScan);
   if (layout.data.size() % scanBytes != 0) return layout;
   layout.scans = static_cast<int64_t>(layout.data.size() / scanBytes);

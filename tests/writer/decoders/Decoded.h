@@ -3,6 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string>
 #include <vector>
 
 namespace travune::testing {
@@ -17,5 +21,19 @@ struct Decoded {
   double relTolerance = 0.0;
   bool ok = false;  // false when the file could not be decoded
 };
+
+// The whole file, or "" when it cannot be read.
+inline std::string FileContents(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+inline float LittleEndianFloat(const char* p) {
+  uint32_t u = 0;
+  for (int i = 3; i >= 0; --i) u = (u << 8) | static_cast<uint8_t>(p[i]);
+  float f;
+  std::memcpy(&f, &u, 4);
+  return f;
+}
 
 }  // namespace travune::testing

@@ -12,11 +12,6 @@ namespace travune::testing {
 
 namespace {
 
-std::string ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 uint64_t Word(const std::string& bytes, size_t at, int width) {
   uint64_t v = 0;
   for (int i = width - 1; i >= 0; --i) v = (v << 8) | static_cast<uint8_t>(bytes[at + static_cast<size_t>(i)]);
@@ -43,12 +38,12 @@ std::string BaseName(const std::string& path) {
 Decoded DecodeMatlab(const std::string& dataPath, const std::string& headerPath) {
   Decoded decoded;
   if (!headerPath.empty() &&
-      ReadAll(headerPath) !=
+      FileContents(headerPath) !=
           "The file " + BaseName(dataPath) +
               ".MAT contains the acquisition data in a matrix format.\r\nThe matrix name is: A.\r\n") {
     return decoded;
   }
-  const std::string file = ReadAll(dataPath);
+  const std::string file = FileContents(dataPath);
   constexpr size_t kHeader = 22;
   if (file.size() < kHeader || Word(file, 0, 4) != 0 || Word(file, 12, 4) != 0 || Word(file, 16, 4) != 2 ||
       file.compare(20, 2, std::string("A\0", 2)) != 0) {

@@ -15,11 +15,6 @@ namespace travune::testing {
 
 namespace {
 
-std::string ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 class Cursor {
  public:
   explicit Cursor(const std::string& text) : text_(text) {}
@@ -60,21 +55,13 @@ bool KeyLine(Cursor& in, std::map<std::string, std::string>* keys) {
   return true;
 }
 
-float LittleEndianFloat(const char* p) {
-  uint32_t u = 0;
-  for (int i = 3; i >= 0; --i) u = (u << 8) | static_cast<uint8_t>(p[i]);
-  float f;
-  std::memcpy(&f, &u, 4);
-  return f;
-}
-
 }  // namespace
 
 Decoded DecodeSnapMaster(const std::string& dataPath, const std::string& headerPath) {
   Decoded decoded;
-  const std::string pointer = ReadAll(headerPath);
+  const std::string pointer = FileContents(headerPath);
   if (pointer != "Snap-Master Data File.\r\n" + dataPath + "\r\n\x1A") return decoded;
-  const std::string data = ReadAll(dataPath);
+  const std::string data = FileContents(dataPath);
   Cursor in(data);
   std::string count;
   if (!in.Take("\"Snap-Master Data File\", ") || !in.Until('\r', &count) || !in.Take("\n")) return decoded;

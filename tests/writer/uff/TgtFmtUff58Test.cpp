@@ -13,7 +13,7 @@
 #include "writer/TgtFmtUff58Ascii.h"
 #include "writer/TgtFmtUff58Binary.h"
 #include "writer/decoders/UffDecoder.h"
-#include "writer/uff/UffTestRun.h"
+#include "writer/WriterRuns.h"
 
 namespace travune {
 namespace {

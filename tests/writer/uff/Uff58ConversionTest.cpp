@@ -17,7 +17,7 @@
 #include "samples/Samples.h"
 #include "travune/travune.h"
 #include "writer/decoders/UffDecoder.h"
-#include "writer/uff/UffTestRun.h"
+#include "writer/WriterRuns.h"
 
 namespace travune {
 namespace {
@@ -142,7 +142,7 @@ TEST_F(Uff58Conversion, EveryValueAndTimeOfEverySourceTypeReadsBack) {
       const std::string blocks = Path(std::string(v.name) + "-blocks.unv");
       ASSERT_EQ(Convert(files, v, format, whole, int64_t{1} << 24), 0);
       ASSERT_EQ(Convert(files, v, format, blocks, 4096), 0);
-      EXPECT_TRUE(testing::ReadFileText(whole) == testing::ReadFileText(blocks)) << "block size changed the file";
+      EXPECT_TRUE(testing::FileBytes(whole) == testing::FileBytes(blocks)) << "block size changed the file";
       ExpectMatchesGenerator(ReadUff(whole), v, binary, 0, v.request.scans);
     }
   }
@@ -176,7 +176,7 @@ TEST_F(Uff58Conversion, TheUsersDecimalCommaIsWritten) {
   const int32_t status = Convert(files, v, TRAVUNE_FMT_UFF58_ASCII, Path("comma.unv"), 4096);
   TheCvtSession().SetDecimalMark('.');
   ASSERT_EQ(status, 0);
-  const std::string text = testing::ReadFileText(Path("comma.unv"));
+  const std::string text = testing::FileBytes(Path("comma.unv"));
   EXPECT_NE(text.find("  1,00000000000000000D+00"), std::string::npos);
   // Only the file name and the header's sentences before dataset 164 hold points.
   EXPECT_EQ(text.find('.', text.find("   164\r\n")), std::string::npos);
