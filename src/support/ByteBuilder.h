@@ -17,13 +17,13 @@ namespace travune {
 class ByteBuilder {
  public:
   void U8(uint8_t v) { bytes_.push_back(v); }
-  void U16(uint16_t v) { le::PutU16(Grow(2), v); }
-  void I16(int16_t v) { le::PutI16(Grow(2), v); }
-  void U32(uint32_t v) { le::PutU32(Grow(4), v); }
-  void I32(int32_t v) { le::PutI32(Grow(4), v); }
-  void U64(uint64_t v) { le::PutU64(Grow(8), v); }
-  void F32(float v) { le::PutF32(Grow(4), v); }
-  void F64(double v) { le::PutF64(Grow(8), v); }
+  void U16(uint16_t v) { Field<2>(le::PutU16, v); }
+  void I16(int16_t v) { Field<2>(le::PutI16, v); }
+  void U32(uint32_t v) { Field<4>(le::PutU32, v); }
+  void I32(int32_t v) { Field<4>(le::PutI32, v); }
+  void U64(uint64_t v) { Field<8>(le::PutU64, v); }
+  void F32(float v) { Field<4>(le::PutF32, v); }
+  void F64(double v) { Field<8>(le::PutF64, v); }
   void Zeros(size_t n) { bytes_.insert(bytes_.end(), n, 0); }
   // text cut to size - 1 bytes, then zero-filled to size bytes (nothing for size 0).
   void FixedText(std::string_view text, size_t size) {
@@ -43,10 +43,12 @@ class ByteBuilder {
   std::vector<uint8_t> Take() { return std::move(bytes_); }
 
  private:
-  // Appends n bytes and returns where they start, for a field to be stored there.
-  uint8_t* Grow(size_t n) {
-    bytes_.resize(bytes_.size() + n);
-    return bytes_.data() + bytes_.size() - n;
+  // Stores a field of n bytes with put and appends it.
+  template <size_t n, class Put, class Value>
+  void Field(Put put, Value v) {
+    uint8_t field[n];
+    put(field, v);
+    bytes_.insert(bytes_.end(), field, field + n);
   }
 
   std::vector<uint8_t> bytes_;
