@@ -3,6 +3,8 @@
 
 #include <cstring>
 
+#include "Commands.h"
+#include "SourceChoice.h"
 #include "travune/travune.h"
 
 namespace travune::cli {
@@ -103,6 +105,20 @@ std::string DataAccessError(int32_t status) {
     case errBadHeaderFormat: return "the description is not one of the source type given";
     default: return "failed";
   }
+}
+
+bool OpenAndReadFacts(const std::string& command, const std::string& acq, const std::optional<std::string>& typeOption,
+                      AcqSession* session, AcqFacts* facts, int32_t* type, int* exitCode) {
+  *exitCode = kExitFailure;
+  *type = ChooseSourceType(command, acq, typeOption, exitCode);
+  if (*type < 0) return false;
+  std::string error;
+  if (!session->Open(acq, *type, &error) || !ReadAcqFacts(session->Handle(), facts, &error)) {
+    PrintError(error);
+    *exitCode = kExitFailure;
+    return false;
+  }
+  return true;
 }
 
 }  // namespace travune::cli

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,11 @@ struct AcqFacts {
 
 // Everything the session tells about the acquisition; false with error when a query fails.
 bool ReadAcqFacts(int32_t handle, AcqFacts* facts, std::string* error);
+
+// For a reading command: chooses the source type of acq (typeOption, or a guess), opens it and
+// reads its facts. On failure prints why and returns false with *exitCode set.
+bool OpenAndReadFacts(const std::string& command, const std::string& acq, const std::optional<std::string>& typeOption,
+                      AcqSession* session, AcqFacts* facts, int32_t* type, int* exitCode);
 
 // The time of scan: an Automation date for kAbsolute, seconds from the trigger scan for
 // kRelative. False when the source has no such time.

@@ -165,15 +165,11 @@ int RunDump(const Args& args) {
     job.chan = static_cast<int32_t>(*chan);
   }
   const std::string acq = parser.Positionals()[0];
-  int exitCode = kExitFailure;
-  const int32_t type = ChooseSourceType("dump", acq, parser.Get("--type"), &exitCode);
-  if (type < 0) return exitCode;
   AcqSession session;
   AcqFacts facts;
-  if (!session.Open(acq, type, &error) || !ReadAcqFacts(session.Handle(), &facts, &error)) {
-    PrintError(error);
-    return kExitFailure;
-  }
+  int32_t type = 0;
+  int exitCode = kExitFailure;
+  if (!OpenAndReadFacts("dump", acq, parser.Get("--type"), &session, &facts, &type, &exitCode)) return exitCode;
   if (job.chan && static_cast<size_t>(*job.chan) >= facts.channels.size()) {
     PrintError(acq + ": there is no channel " + std::to_string(*job.chan) + "; its channels are 0 to " +
                std::to_string(static_cast<int64_t>(facts.channels.size()) - 1));

@@ -168,15 +168,11 @@ int RunInfo(const Args& args) {
   }
   if (parser.Positionals().size() != 1) return UsageError("info", "give exactly one acquisition (ACQ)");
   const std::string acq = parser.Positionals()[0];
-  int exitCode = kExitFailure;
-  const int32_t type = ChooseSourceType("info", acq, parser.Get("--type"), &exitCode);
-  if (type < 0) return exitCode;
   AcqSession session;
   AcqFacts facts;
-  if (!session.Open(acq, type, &error) || !ReadAcqFacts(session.Handle(), &facts, &error)) {
-    PrintError(error);
-    return kExitFailure;
-  }
+  int32_t type = 0;
+  int exitCode = kExitFailure;
+  if (!OpenAndReadFacts("info", acq, parser.Get("--type"), &session, &facts, &type, &exitCode)) return exitCode;
   const std::string data = DataFileFor(acq, type);
   if (parser.Has("--json")) {
     PrintJson(acq, data, type, session.Handle(), facts);
