@@ -1,6 +1,7 @@
-// Every source type into every writer through the handle API, each output read back by an
-// independent decoder of its format: the values are the scaled values (to what the format
-// holds), and a channel subset gives exactly the full output's columns.
+// Every source type into every writer, each output read back by an independent decoder of its
+// format: the values are the scaled values (to what the format holds), a channel subset gives
+// exactly the full output's columns, a scan range exactly its rows, and the exported functions
+// in tiny blocks give the same bytes as the handle API in large ones.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include "platform/Platform.h"
 #include "samples/Samples.h"
 #include "travune/travune.h"
+#include "writer/WriterRuns.h"
 #include "writer/decoders/BlockDecoder.h"
 #include "writer/decoders/Code16.h"
 #include "writer/decoders/DADiSPDecoder.h"
@@ -89,15 +91,19 @@ class EveryWriter : public ::testing::Test {
 
   // Converts through the handle API; the data and header file names, or empty on failure.
   std::pair<std::string, std::string> Convert(tvnAcq* acq, int32_t format, const std::string& stem,
-                                              const std::vector<int32_t>& chans) {
+                                              const std::vector<int32_t>& chans, int64_t first = 0,
+                                              int64_t count = -1) {
     char ext1[16], ext2[16];
     EXPECT_EQ(cvtGetFormatById(format, 0, nullptr, ext1, ext2, nullptr, nullptr), 1);
-    const std::string data = (dir_ / (stem + "." + ext1)).string();
-    const std::string header = *ext2 ? (dir_ / (stem + "." + ext2)).string() : "";
+    // Formats share extensions: the stem names the format too.
+    const std::string name = stem + std::to_string(format);
+    const std::string data = (dir_ / (name + "." + ext1)).string();
+    const std::string header = *ext2 ? (dir_ / (name + "." + ext2)).string() : "";
     tvnConvOptions options{};
     options.format = format;
     options.dataName = data.c_str();
-    options.count = -1;
+    options.first = first;
+    options.count = count;
     options.chans = chans.empty() ? nullptr : chans.data();
     options.numChans = static_cast<int32_t>(chans.size());
     tvnConv* conv = nullptr;
@@ -135,7 +141,34 @@ bool Matches(Holds holds, const Decoded& d, double decoded, double x, const tvnC
   return std::fabs(decoded - x) <= d.absTolerance + d.relTolerance * std::fabs(x);
 }
 
-TEST_F(EveryWriter, DecodesToTheScaledValuesAndSubsetsToTheFullColumns) {
+// A converted file read back; raw floats take their shape from the channels converted.
+Decoded Decode(const Writer& writer, const std::string& data, const std::string& header, int32_t chans) {
+  Decoded d = data.empty() ? Decoded{} : writer.decode(data, header);
+  if (writer.decode == DecodeFloat32) Shape(&d, chans);
+  return d;
+}
+
+// part holds exactly the rows first .. first + count - 1 of full, columns in the order given.
+void ExpectRowsOf(const Decoded& full, const Decoded& part, int64_t first, int64_t count,
+                  const std::vector<int32_t>& columns) {
+  ASSERT_TRUE(part.ok);
+  ASSERT_EQ(part.scans, count);
+  ASSERT_EQ(part.chans, static_cast<int32_t>(columns.size()));
+  for (int64_t s = 0; s < count; ++s) {
+    for (size_t k = 0; k < columns.size(); ++k) {
+      const double expected = full.values[static_cast<size_t>((first + s) * full.chans + columns[k])];
+      const double got = part.values[static_cast<size_t>(s) * columns.size() + k];
+      ASSERT_TRUE(got == expected || (std::isnan(got) && std::isnan(expected)))
+          << "scan " << first + s << " column " << k << ": " << got << " vs " << expected;
+    }
+  }
+}
+
+// A range near the end of the 257 scans.
+constexpr int64_t kRangeFirst = 211;
+constexpr int64_t kRangeCount = 40;
+
+TEST_F(EveryWriter, HoldsTheScaledValuesInAnySubsetRangeAndBlockSize) {
   const platform::Clock fixed = [] { return platform::LocalTime{2026, 11, 23, 12, 0, 0, 0}; };
   platform::SetClock(fixed);
   for (const Source& source : kSources) {
@@ -158,14 +191,20 @@ TEST_F(EveryWriter, DecodesToTheScaledValuesAndSubsetsToTheFullColumns) {
     ASSERT_EQ(tvnAcqReadFloat64(acq, 0, info.scans, nullptr, 0, scaled.data()), TVN_OK);
     // The last channel, then the first: a subset that also reorders.
     const std::vector<int32_t> subset = {info.channels - 1, 0};
+    struct FullFiles {
+      int32_t format;
+      std::string data, header;
+    };
+    std::vector<FullFiles> fullFiles;
+    std::vector<int32_t> every(chans);
+    for (size_t c = 0; c < chans; ++c) every[c] = static_cast<int32_t>(c);
 
     for (const Writer& writer : kWriters) {
       SCOPED_TRACE(std::string(source.name) + " into " + tvnFormatName(writer.format, 0));
       const auto [data, header] = Convert(acq, writer.format, "full", {});
       ASSERT_FALSE(data.empty());
-      Decoded full = writer.decode(data, header);
+      const Decoded full = Decode(writer, data, header, info.channels);
       ASSERT_TRUE(full.ok);
-      if (writer.decode == DecodeFloat32) Shape(&full, info.channels);
       ASSERT_EQ(full.scans, info.scans);
       ASSERT_EQ(full.chans, info.channels);
       int misses = 0;
@@ -178,26 +217,37 @@ TEST_F(EveryWriter, DecodesToTheScaledValuesAndSubsetsToTheFullColumns) {
       }
 
       const auto [subData, subHeader] = Convert(acq, writer.format, "subset", subset);
-      ASSERT_FALSE(subData.empty());
-      Decoded part = writer.decode(subData, subHeader);
-      ASSERT_TRUE(part.ok);
-      if (writer.decode == DecodeFloat32) Shape(&part, 2);
-      ASSERT_EQ(part.scans, info.scans);
-      ASSERT_EQ(part.chans, 2);
-      for (int64_t s = 0; s < info.scans; ++s) {
-        for (size_t k = 0; k < subset.size(); ++k) {
-          const double expected = full.values[static_cast<size_t>(s) * chans + static_cast<size_t>(subset[k])];
-          const double got = part.values[static_cast<size_t>(s) * 2 + k];
-          ASSERT_TRUE(got == expected || (std::isnan(got) && std::isnan(expected)))
-              << "scan " << s << " subset column " << k << ": " << got << " vs " << expected;
-        }
+      ExpectRowsOf(full, Decode(writer, subData, subHeader, 2), 0, info.scans, subset);
+      const auto [rangeData, rangeHeader] = Convert(acq, writer.format, "range", {}, kRangeFirst, kRangeCount);
+      ExpectRowsOf(full, Decode(writer, rangeData, rangeHeader, info.channels), kRangeFirst, kRangeCount, every);
+
+      fullFiles.push_back({writer.format, data, header});
+      for (const std::string& name : {subData, subHeader, rangeData, rangeHeader}) {
+        if (!name.empty()) fs::remove(name);
       }
-      fs::remove(data);
-      if (!header.empty()) fs::remove(header);
-      fs::remove(subData);
-      if (!subHeader.empty()) fs::remove(subHeader);
     }
     tvnAcqClose(acq);
+    // The exported functions (which open the files themselves) in blocks of a few scans, into
+    // the same file names, since some headers hold them.
+    for (const FullFiles& full : fullFiles) {
+      SCOPED_TRACE(std::string(source.name) + " in small blocks into " + tvnFormatName(full.format, 0));
+      const std::string data = FileContents(full.data);
+      const std::string header = full.header.empty() ? "" : FileContents(full.header);
+      fs::remove(full.data);
+      if (!full.header.empty()) fs::remove(full.header);
+      ConversionRequest blocks;
+      blocks.files = files;
+      blocks.sourceType = source.type;
+      blocks.format = full.format;
+      blocks.blockBytes = 97;
+      blocks.data = full.data;
+      blocks.header = full.header.empty() ? full.data : full.header;
+      ASSERT_EQ(testing::Convert(blocks), 0);
+      EXPECT_TRUE(FileContents(full.data) == data) << "data bytes differ";
+      if (!full.header.empty()) {
+        EXPECT_TRUE(FileContents(full.header) == header) << "header differs";
+      }
+    }
   }
   platform::SetClock(nullptr);
 }

@@ -1,6 +1,5 @@
 // WAV writer: the 44-byte head and the frames for known channels and rates (truncated rate, no
-// rate), and whole conversions of generated samples: the same file for any block size, scan
-// ranges, and frames equal to the codes of the plain rounding rule.
+// rate), and the heads of generated samples, whole and for a scan range.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -11,7 +10,6 @@
 #include "writer/WriterRuns.h"
 #include "writer/FakeSource.h"
 #include "writer/TgtFmtWav.h"
-#include "writer/decoders/Code16.h"
 #include "writer/decoders/WavDecoder.h"
 
 namespace travune {
@@ -71,40 +69,21 @@ TEST(TgtFmtWav, HeadAndFramesAreExactlyTheFormats) {
   }
 }
 
-// Frames of a generated sample against the plain rule applied to the generator's values. The
-// values of sources scaled by the reader's own chain of double operations agree exactly; those
-// computed by a physical formula (Tarquil, Celdrin) may differ by rounding and so by one code.
-void ExpectSampleCodes(const samples::SampleSpec& sample, const testing::Decoded& frames,
-                       const std::vector<testing::ChannelRange>& ranges, int64_t firstScan, int slack) {
-  int failures = 0;
-  for (int64_t s = 0; s < frames.scans && failures < 5; ++s) {
-    for (int32_t c = 0; c < frames.chans; ++c) {
-      const double value = samples::ExpectedValue(sample, firstScan + s, c);
-      const int expected = testing::ExpectedCode16(value, ranges[c].lower, ranges[c].upper);
-      const int actual = static_cast<int>(frames.values[static_cast<size_t>(s * frames.chans + c)]);
-      if (std::abs(actual - expected) > slack && ++failures <= 5) {
-        ADD_FAILURE() << "scan " << firstScan + s << " channel " << c << ": code " << actual << ", expected "
-                      << expected;
-      }
-    }
-  }
-}
-
-TEST(TgtFmtWav, SamplesConvertToTheSameFileForAnyBlockAndRange) {
+// The head of generated samples: the source's rate truncated, sizes for every scan of the data
+// file, also under a scan range (whose frames are those scans'). Frame values are the
+// every-writer walk's.
+TEST(TgtFmtWav, SampleHeadsCarryTheRateAndEveryScansSize) {
   struct Case {
     const char* name;
     samples::SampleSpec sample;
     uint32_t flags;
     uint32_t sampleRate;  // the generator's post-trigger rate, truncated
-    int slack;
   };
   const Case cases[] = {
-      {"morvane", testing::SampleOf(TRAVUNE_SRC_MORVANE, 1200, 100), 0, 0, 0},
       // Scan times asked for: the WAV file has no stamps all the same.
-      {"quillonTimes", testing::SampleOf(TRAVUNE_SRC_QUILLON, 1200, 100), TRAVUNE_FLAG_SCAN_TIMES, 200, 0},
-      {"brenlowStamps", testing::SampleOf(TRAVUNE_SRC_BRENLOW, 1000, 0, true), 0, 128, 0},
-      {"tarquilPacked", testing::SampleOf(TRAVUNE_SRC_TARQUIL, 1000, 50, false, true), 0, 0, 1},
-      {"celdrin", testing::SampleOf(TRAVUNE_SRC_CELDRIN, 1200, 100), 0, 1000, 1},
+      {"quillonTimes", testing::SampleOf(TRAVUNE_SRC_QUILLON, 1200, 100), TRAVUNE_FLAG_SCAN_TIMES, 200},
+      {"brenlowStamps", testing::SampleOf(TRAVUNE_SRC_BRENLOW, 1000, 0, true), 0, 128},
+      {"celdrin", testing::SampleOf(TRAVUNE_SRC_CELDRIN, 1200, 100), 0, 1000},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -117,14 +96,8 @@ TEST(TgtFmtWav, SamplesConvertToTheSameFileForAnyBlockAndRange) {
     request.flags = c.flags;
     request.header = dir.File("unused.hdr");
     request.data = dir.File("one.wav");
-    request.blockBytes = 1 << 24;
-    std::vector<testing::ChannelRange> ranges;
-    ASSERT_EQ(testing::Convert(request, &ranges), 0);
-    request.data = dir.File("small.wav");
-    request.blockBytes = 4096;
     ASSERT_EQ(testing::Convert(request), 0);
     const std::string whole = testing::FileBytes(dir.File("one.wav"));
-    EXPECT_TRUE(testing::FileBytes(dir.File("small.wav")) == whole);
     EXPECT_FALSE(std::filesystem::exists(dir.File("unused.hdr")));
 
     const int chans = samples::NumChannels(c.sample);
@@ -133,17 +106,11 @@ TEST(TgtFmtWav, SamplesConvertToTheSameFileForAnyBlockAndRange) {
     ASSERT_TRUE(head.ok);
     EXPECT_EQ(head.channels, chans);
     EXPECT_EQ(head.blockAlign, block);
-    if (c.sampleRate != 0) {
-      EXPECT_EQ(head.sampleRate, c.sampleRate);
-    }
+    EXPECT_EQ(head.sampleRate, c.sampleRate);
     EXPECT_EQ(head.byteRate, head.sampleRate * block);
     EXPECT_EQ(head.dataBytes, block * static_cast<size_t>(c.sample.scans));
     EXPECT_EQ(head.riffBytes, head.dataBytes + 36);
     EXPECT_EQ(whole.size(), TgtFmtWav::kHeadBytes + head.dataBytes);
-    const testing::Decoded frames = testing::DecodeWav(dir.File("one.wav"), "");
-    ASSERT_TRUE(frames.ok);
-    EXPECT_EQ(frames.scans, c.sample.scans);
-    ExpectSampleCodes(c.sample, frames, ranges, 0, c.slack);
 
     // A range: the same head (sized for every scan of the data file), then those scans' frames.
     request.data = dir.File("range.wav");

@@ -180,6 +180,22 @@ inline std::vector<std::string> WriteSampleFiles(const samples::SampleSpec& samp
   return files;
 }
 
+// Every scaled value of an acquisition's files (scan after scan) through the handle API, whose
+// reads the source tests hold to hand-derived formulas; empty on failure.
+inline std::vector<double> ScaledValues(const std::vector<std::string>& files, int32_t sourceType) {
+  tvnAcq* acq = nullptr;
+  std::vector<double> values;
+  tvnAcqInfo info;
+  if (tvnAcqOpen(files[0].c_str(), files[1].c_str(), sourceType, &acq) == TVN_OK &&
+      tvnAcqGetInfo(acq, &info) == TVN_OK) {
+    values.resize(static_cast<size_t>(info.scans * info.channels));
+    if (tvnAcqReadFloat64(acq, 0, info.scans, nullptr, 0, values.data()) != TVN_OK) values.clear();
+  }
+  tvnAcqClose(acq);
+  EXPECT_FALSE(values.empty()) << "the acquisition cannot be read";
+  return values;
+}
+
 inline samples::SampleSpec SampleOf(int type, int64_t scans, int64_t preTrig, bool stamps = false,
                                     bool packed = false) {
   samples::SampleSpec sample;

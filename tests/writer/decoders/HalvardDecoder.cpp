@@ -50,6 +50,15 @@ bool ParseDigits(const std::string& text, int64_t* out) {
   return result.ec == std::errc();
 }
 
+// Nine zero-padded digits; a conversion that starts after the trigger counts it negative
+// ("-00000194": the trigger lies 194 scans before the first one written).
+bool ParsePreTrigCount(const std::string& text, int64_t* out) {
+  if (text.empty() || text[0] != '-') return ParseDigits(text, out);
+  if (!ParseDigits(text.substr(1), out)) return false;
+  *out = -*out;
+  return true;
+}
+
 // "R1<sep>R2" where each rate is digits, a one-character mark and six digits: the mark is the
 // seventh character from the end, the separator lies between the two rates.
 bool ParseRates(const std::string& line, HalvardHead* head) {
@@ -138,7 +147,7 @@ HalvardHead ReadHalvardHead(const std::string& headerPath) {
     if (lines[i] != fixed[i]) return head;
   }
   if (!ParseRates(lines[7], &head) || lines[8] != "*PRETRIG_COUNT" || lines[9].size() != 9 ||
-      !ParseDigits(lines[9], &head.preTrigCount) || lines[10] != "*CHANNELS") {
+      !ParsePreTrigCount(lines[9], &head.preTrigCount) || lines[10] != "*CHANNELS") {
     return head;
   }
   for (size_t i = 11; i < lines.size(); ++i) {
@@ -194,19 +203,6 @@ std::vector<HalvardStamp> DecodeHalvardStamps(const std::string& dataPath, const
     stamps.push_back(stamp);
   }
   return stamps;
-}
-
-std::vector<int16_t> DecodeHalvardCodes(const std::string& dataPath, const std::string& headerPath) {
-  std::vector<int16_t> codes;
-  const HalvardHead head = ReadHalvardHead(headerPath);
-  const DataLayout data = ReadData(dataPath, head);
-  if (!data.ok) return codes;
-  for (int64_t s = 0; s < data.scans; ++s) {
-    for (size_t c = 0; c < head.channels.size(); ++c) {
-      codes.push_back(CodeAt(data.bytes, static_cast<size_t>(s) * data.scanBytes + data.stampBytes + 2 * c));
-    }
-  }
-  return codes;
 }
 
 }  // namespace travune::testing

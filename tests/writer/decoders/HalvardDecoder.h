@@ -42,7 +42,5 @@ HalvardHead ReadHalvardHead(const std::string& headerPath);
 Decoded DecodeHalvard(const std::string& dataPath, const std::string& headerPath);
 // Every scan's clock stamp; empty when the file has none.
 std::vector<HalvardStamp> DecodeHalvardStamps(const std::string& dataPath, const std::string& headerPath);
-// The raw 16-bit codes, scan after scan.
-std::vector<int16_t> DecodeHalvardCodes(const std::string& dataPath, const std::string& headerPath);
 
 }  // namespace travune::testing
