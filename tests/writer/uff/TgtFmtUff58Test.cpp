@@ -1,6 +1,5 @@
-// UFF 58 writers over a test source: whole files written out by hand, the same file for every
-// block size, binary byte counts and float bytes, scan ranges, decimal comma, time bases and
-// the temporary files.
+// UFF 58 writers over a test source: whole files written out by hand, binary byte counts and
+// float bytes, scan ranges, decimal comma, time bases and the temporary files.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -174,33 +173,6 @@ TEST_F(UffWriterTest, BinaryFileDeclaresItsBytesAndHoldsLittleEndianFloats) {
                                      .substr(16) +
                                  c.data + Lines({"    -1"});
     EXPECT_EQ(Run(writer, 2, 0, 3), expected);
-  }
-}
-
-TEST_F(UffWriterTest, EveryBlockSizeGivesTheSameFile) {
-  for (const int64_t preTrig : {int64_t{0}, int64_t{3}}) {
-    for (const bool binary : {false, true}) {
-      SCOPED_TRACE(std::to_string(preTrig) + (binary ? " binary" : " text"));
-      std::string whole;
-      for (const int64_t block : {10, 1, 2, 4, 5, 7}) {
-        auto source = TwoChannels(preTrig);
-        TgtFmtUff58Binary binaryWriter(source.get(), WriterContext{});
-        TgtFmtUff58Ascii textWriter(source.get(), WriterContext{});
-        const std::string file = Run(binary ? static_cast<TgtFmt&>(binaryWriter) : textWriter, block, 0, 10,
-                                     "block" + std::to_string(block));
-        if (block == 10) whole = file;
-        EXPECT_EQ(file, whole) << "block of " << block << " scans";
-      }
-      const UffContents contents = ReadUff(Path("block10"));
-      ASSERT_TRUE(contents.ok) << contents.error;
-      ASSERT_EQ(contents.channels.size(), 2u);
-      for (int64_t s = 0; s < 10; ++s) {
-        const double x = kTenScans[static_cast<size_t>(2 * s)];
-        const double tolerance = binary ? 0.0 : 5e-6 * std::abs(x);
-        EXPECT_NEAR(contents.channels[0].values[static_cast<size_t>(s)], binary ? double{static_cast<float>(x)} : x,
-                    tolerance);
-      }
-    }
   }
 }
 
