@@ -256,9 +256,9 @@ TEST(SrcFmtMorvane, TemperatureChannelsGoThroughTheDriver) {
   }
 }
 
-// Facts of the description as the source reports them: a blank label of a device-coded
-// channel takes the device's name, bad channel numbers answer "<err>", and scan times count
-// from the trigger scan at the header's rate.
+// Facts of the description as the source reports them: a blank label of a high-speed digital
+// channel (device 272) reads "HSDI", other blank labels stay blank, bad channel numbers answer
+// "<err>", and scan times count from the trigger scan at the header's rate.
 TEST(SrcFmtMorvane, ReportsChannelFactsScanTimesAndErrors) {
   Head h;
   h.preTrig = 10;
