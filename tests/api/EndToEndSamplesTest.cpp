@@ -170,13 +170,5 @@ TEST_F(EndToEndSamples, ScanTimesOfTheFirstAndTriggerScans) {
   }
 }
 
-TEST_F(EndToEndSamples, ADataFileShorterThanTheRangeFailsWithAReadError) {
-  const Variant& v = kVariants[0];
-  const std::vector<std::string> files = Write(v);
-  ASSERT_EQ(files.size(), 2u);
-  const std::string output = (dir_ / "short.f32").string();
-  EXPECT_EQ(ConvertToFloats(files, v, output, 1100, 200), TRAVUNE_ERR_DATA_READ);
-}
-
 }  // namespace
 }  // namespace travune::samples

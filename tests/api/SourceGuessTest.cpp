@@ -64,23 +64,6 @@ TEST_F(SourceGuessTest, SettlesDescriptionsThatTwoRecognisersAccept) {
   EXPECT_EQ(GuessSourceType((dir_ + "/m.DSC").c_str(), &why), TRAVUNE_SRC_MORVANE) << why;
 }
 
-TEST_F(SourceGuessTest, GuessesEverySampleType) {
-  struct Case {
-    int type;
-    int expected;  // Vexmoor and Threnix files are Brenlow files under another title
-  };
-  for (const Case c : {Case{3, 3}, Case{4, 4}, Case{2, 2}, Case{7, 2}, Case{8, 2}, Case{5, 5}, Case{6, 6}}) {
-    samples::SampleSpec request;
-    request.type = c.type;
-    request.scans = 50;
-    std::string error;
-    const std::string prefix = dir_ + "/s" + std::to_string(c.type);
-    ASSERT_TRUE(samples::WriteSample(request, prefix, nullptr, &error)) << error;
-    std::string why;
-    EXPECT_EQ(GuessSourceType(samples::DescFileName(request, prefix).c_str(), &why), c.expected) << why;
-  }
-}
-
 TEST_F(SourceGuessTest, NamesTheTypesTriedWhenNothingFits) {
   Write(dir_ + "/x.DSC", {1, 2, 3, 4, 5});
   char why[256] = "";
@@ -89,12 +72,6 @@ TEST_F(SourceGuessTest, NamesTheTypesTriedWhenNothingFits) {
     EXPECT_NE(std::string(why).find(name), std::string::npos) << why;
   }
   EXPECT_EQ(tvnGuessSourceType((dir_ + "/none.DSC").c_str(), why, sizeof why), -1);
-}
-
-TEST(DataFileNameFor, DerivesTheDataFileBesideTheDescription) {
-  EXPECT_EQ(DataFileNameFor("rel.DSC", TRAVUNE_SRC_MORVANE), "rel.bin");
-  EXPECT_EQ(DataFileNameFor("dir.v2/run.DSC", TRAVUNE_SRC_TARQUIL), "dir.v2/run.bin");
-  EXPECT_EQ(DataFileNameFor("/abs/chart.HX$", TRAVUNE_SRC_CELDRIN), "/abs/chart.hxt");
 }
 
 }  // namespace

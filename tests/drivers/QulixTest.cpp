@@ -60,16 +60,15 @@ enum Kind { J = 1, K, T, E, R, S, B, N };
 TEST(QulixThermocouple, MatchesPublishedTables) {
   struct Row { Kind kind; double celsius; double millivolts; int gain; long toleranceTenths; };
   const Row rows[] = {
-      {K, 100, 4.096, 1000, 0},  {K, -100, -3.554, 1000, 0}, {K, -200, -5.891, 500, 0},
-      {K, 300, 12.209, 400, 0},  {K, 1000, 41.276, 100, 0},  {K, 1372, 54.886, 50, 0},
-      {J, 100, 5.269, 500, 0},   {J, -210, -8.095, 500, 0},  {J, 760, 42.919, 100, 0},
-      {J, 1200, 69.553, 50, 0},  {T, 100, 4.279, 1000, 0},   {T, -100, -3.379, 1000, 0},
-      {T, -200, -5.603, 500, 0}, {T, 400, 20.872, 200, 0},   {E, 100, 6.319, 500, 0},
-      {E, -200, -8.825, 500, 0}, {E, 350, 24.964, 200, 0},   {N, 100, 2.774, 1000, 0},
-      {N, -200, -3.990, 1000, 1}, {N, 600, 20.613, 200, 0},  {R, 1000, 10.506, 400, 0},
-      {R, 1200, 13.228, 200, 0}, {R, -50, -0.226, 1000, 1},  {S, 1000, 9.587, 500, 1},
-      {S, 1400, 14.373, 200, 0}, {S, 250, 1.874, 1000, 1},   {B, 1000, 4.834, 1000, 1},
-      {B, 700, 2.431, 1000, 1},  {B, 1820, 13.820, 200, 1},
+      {K, -200, -5.891, 500, 0}, {K, 1372, 54.886, 50, 0},  {J, -210, -8.095, 500, 0},
+      {J, 1200, 69.553, 50, 0},  {T, -200, -5.603, 500, 0}, {T, 400, 20.872, 200, 0},
+      {E, -200, -8.825, 500, 0}, {E, 350, 24.964, 200, 0},  {N, -200, -3.990, 1000, 1},
+      {N, 600, 20.613, 200, 0},  {R, -50, -0.226, 1000, 1}, {S, 1400, 14.373, 200, 0},
+      {B, 1820, 13.820, 200, 1},
+      // Type B's EMF dips below zero near 21 °C; readings in the dip are taken on the rising
+      // side: E = 0 at 42.13 °C and -0.00198 mV lies at 31.2 °C (by hand from the reference
+      // function).
+      {B, 42.1, 0.0, 1000, 1},   {B, 31.2, -0.00198, 1000, 1},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(testing::Message() << "kind " << row.kind << " at " << row.celsius << " °C");
@@ -97,57 +96,15 @@ TEST(QulixThermocouple, CompensatesColdJunction) {
   }
 }
 
-// Type B's EMF dips to -0.0026 mV near 21 °C and is back at zero near 42.1 °C; readings in
-// the dip are taken on the rising side. By hand from the reference function: E = 0 at
-// 42.13 °C; -0.00198 mV (code 32755 at gain 1000) lies 10.2 °C above the minimum, at 31.2 °C.
-TEST(QulixThermocouple, ReadsTypeBDipOnRisingSide) {
-  struct Row { uint16_t code; long tenths; };
-  const Row rows[] = {{32768, 421}, {32755, 312}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.code);
-    const Call call = Thermocouple(B, 1000, {row.code}, 1);
-    ASSERT_EQ(call.status, QLX_OK);
-    EXPECT_NEAR(call.Tenths(), row.tenths, 1);
-  }
-}
-
-// Inputs the interface makes equivalent read alike: only the low byte of the kind counts, gain
-// 0 counts as 1, and a cold junction at exactly 0 °C (code 32768) gives the one-word reading
-// for every type (a swapped word order or a misread reference would break this).
-TEST(QulixThermocouple, EquivalentInputsReadAlike) {
-  struct Form { int kind; int gain; std::vector<uint16_t> words; };
-  std::vector<std::pair<Form, Form>> pairs = {
-      {{K, 1000, {TcCode(4.096, 1000)}}, {0x7A00 | K, 1000, {TcCode(4.096, 1000)}}},
-      {{K, 1, {33039}}, {K, 0, {33039}}},
-  };
-  for (int kind = J; kind <= N; ++kind) {
-    pairs.push_back({{kind, 500, {TcCode(5.0, 500)}}, {kind, 500, {32768, TcCode(5.0, 500)}}});
-  }
-  for (const auto& [a, b] : pairs) {
-    SCOPED_TRACE(testing::Message() << "kind " << b.kind << " gain " << b.gain << " words " << b.words.size());
-    const Call one = Thermocouple(a.kind, a.gain, a.words, static_cast<int>(a.words.size()));
-    const Call two = Thermocouple(b.kind, b.gain, b.words, static_cast<int>(b.words.size()));
-    ASSERT_EQ(one.status, QLX_OK);
-    ASSERT_EQ(two.status, QLX_OK);
-    EXPECT_EQ(two.Tenths(), one.Tenths());
-  }
-  // Code 33039 is 271 * 10000 / 65536 = 41.351 mV at gain 1: 0.075 mV above the 1000 °C
-  // entry, about 1.9 °C at 0.039 mV/°C.
-  EXPECT_NEAR(Thermocouple(K, 1, {33039}, 1).Tenths(), 10019, 2);
-}
-
 TEST(QulixThermocouple, RejectsBadInputAndLeavesResultAlone) {
   struct Row { const char* what; int kind; int gain; std::vector<uint16_t> words; int numWords; int32_t status; };
   const Row rows[] = {
-      {"kind 0", 0, 1, {32768}, 1, QLX_ERR_SENSOR},
       {"kind 9", 9, 1, {32768}, 1, QLX_ERR_SENSOR},
       {"kind 0x100", 0x100, 1, {32768}, 1, QLX_ERR_SENSOR},
-      {"no words", K, 1, {32768}, 0, QLX_ERR_ARGUMENT},
       {"three words", K, 1, {32768, 32768, 32768}, 3, QLX_ERR_ARGUMENT},
       {"negative count", K, 1, {32768}, -1, QLX_ERR_ARGUMENT},
       {"K near 5000 mV", K, 1, {65535}, 1, QLX_ERR_RANGE},
       {"T at 25 mV, above 400 °C", T, 100, {TcCode(25.0, 100)}, 1, QLX_ERR_RANGE},
-      {"R at -0.3 mV, below -50 °C", R, 1000, {TcCode(-0.3, 1000)}, 1, QLX_ERR_RANGE},
       {"B at -0.01 mV, below its curve", B, 1000, {TcCode(-0.01, 1000)}, 1, QLX_ERR_RANGE},
       {"R with cold junction -51.25 °C", R, 100, {16384, TcCode(5.0, 100)}, 2, QLX_ERR_RANGE},
       {"B with cold junction -25.625 °C", B, 100, {24576, TcCode(5.0, 100)}, 2, QLX_ERR_RANGE},
@@ -167,38 +124,27 @@ TEST(QulixThermocouple, RejectsBadInputAndLeavesResultAlone) {
 // R = 400 ohm * (sHi - sLo) / (rHi - rLo); with a reference span of 40000 the sense span is the
 // resistance in hundredths of an ohm. Codes straddle 32768, so a signed read would go wrong.
 // Resistances are the published Pt100 table at whole degrees; 60.02 and 138.53 ohm lie at
-// -100.582 and 100.065 °C (solved by hand), where rounding and truncation differ.
+// -100.582 and 100.065 °C (solved by hand), where rounding and truncation differ. Beyond the table (850 °C, -200 °C) or without a reference span the result is left alone.
 TEST(QulixRtd, MatchesPublishedTable) {
-  struct Row { uint16_t sHi, sLo, rHi, rLo; long tenths; };
+  struct Row { uint16_t sHi, sLo, rHi, rLo; int32_t status; long tenths; };
   const Row rows[] = {
-      {30000, 20000, 60000, 20000, 0},      {33851, 20000, 60000, 20000, 1000},
-      {26026, 20000, 60000, 20000, -1000},  {59048, 20000, 60000, 20000, 8500},
-      {21853, 20000, 60000, 20000, -2000},  {37586, 20000, 60000, 20000, 2000},
-      {48098, 20000, 60000, 20000, 5000},   {28031, 20000, 60000, 20000, -500},
-      {26002, 20000, 60000, 20000, -1006},  {33853, 20000, 60000, 20000, 1001},
-      {20000, 33851, 20000, 60000, 1000},  // both spans negative
+      {30000, 20000, 60000, 20000, QLX_OK, 0},     {59048, 20000, 60000, 20000, QLX_OK, 8500},
+      {21853, 20000, 60000, 20000, QLX_OK, -2000}, {26002, 20000, 60000, 20000, QLX_OK, -1006},
+      {33853, 20000, 60000, 20000, QLX_OK, 1001},
+      {20000, 33851, 20000, 60000, QLX_OK, 1000},  // both spans negative
+      {59050, 20000, 60000, 20000, QLX_ERR_RANGE, 0},  // 390.50 ohm
+      {21850, 20000, 60000, 20000, QLX_ERR_RANGE, 0},  // 18.50 ohm
+      {30000, 20000, 40000, 40000, QLX_ERR_RANGE, 0},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(testing::Message() << "sense span " << row.sHi - row.sLo);
     const Call call = Rtd(row.sHi, row.sLo, row.rHi, row.rLo);
-    ASSERT_EQ(call.status, QLX_OK);
-    EXPECT_EQ(call.Tenths(), row.tenths);
-  }
-}
-
-TEST(QulixRtd, RejectsOutOfRangeAndLeavesResultAlone) {
-  struct Row { const char* what; uint16_t sHi, sLo, rHi, rLo; };
-  const Row rows[] = {
-      {"390.50 ohm, above 850 °C", 59050, 20000, 60000, 20000},
-      {"18.50 ohm, below -200 °C", 21850, 20000, 60000, 20000},
-      {"negative resistance", 20000, 30000, 60000, 20000},
-      {"no reference span", 30000, 20000, 40000, 40000},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.what);
-    const Call call = Rtd(row.sHi, row.sLo, row.rHi, row.rLo);
-    EXPECT_EQ(call.status, QLX_ERR_RANGE);
-    EXPECT_TRUE(call.OutUntouched());
+    ASSERT_EQ(call.status, row.status);
+    if (row.status == QLX_OK) {
+      EXPECT_EQ(call.Tenths(), row.tenths);
+    } else {
+      EXPECT_TRUE(call.OutUntouched());
+    }
   }
   int16_t out = 0;
   EXPECT_EQ(QlxRtd(1, 0, 1, 1, 1, nullptr, 1, &out, 1), QLX_ERR_ARGUMENT);
@@ -207,8 +153,7 @@ TEST(QulixRtd, RejectsOutOfRangeAndLeavesResultAlone) {
 TEST(QulixTenths, RoundsHalfAwayFromZeroWithinSixteenBits) {
   struct Row { double celsius; std::optional<int16_t> tenths; };
   const Row rows[] = {
-      {0.25, 3},           {-0.25, -3},         {12.25, 123},  {-12.25, -123}, {0.04, 0},
-      {3276.74, 32767},    {-3276.84, -32768},  {3276.76, {}}, {-3276.86, {}},
+      {0.25, 3}, {-12.25, -123}, {3276.74, 32767}, {-3276.84, -32768}, {3276.76, {}}, {-3276.86, {}},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.celsius);
@@ -229,18 +174,12 @@ std::vector<uint8_t> Pack(const std::vector<uint16_t>& s) {
   return bytes;
 }
 
-TEST(QulixUnpack12, ExpandsAHandPackedGroup) {
-  // Samples 0x123, 0x456, 0x789, 0xABC.
-  uint8_t block[8] = {0x23, 0x61, 0x45, 0x89, 0xC7, 0xAB, 0x00, 0x00};
-  EXPECT_EQ(QlxUnpack12(block, 0, 1, 1, 4), QLX_OK);
-  const uint8_t expected[8] = {0x30, 0x12, 0x60, 0x45, 0x90, 0x78, 0xC0, 0xAB};
-  EXPECT_EQ(std::vector<uint8_t>(block, block + 8), std::vector<uint8_t>(expected, expected + 8));
-}
-
-// Several groups expanded in place (a forward pass would overwrite groups not yet read);
+// The packing checked on samples 0x123, 0x456, 0x789, 0xABC by hand; then several groups
+// expanded in place (a forward pass would overwrite groups not yet read);
 // sample counts that are not a multiple of four expand the whole last group; nothing past
 // the expanded groups is touched.
 TEST(QulixUnpack12, ExpandsWholeGroupsInPlace) {
+  ASSERT_EQ(Pack({0x123, 0x456, 0x789, 0xABC}), (std::vector<uint8_t>{0x23, 0x61, 0x45, 0x89, 0xC7, 0xAB}));
   constexpr size_t kGroups = 5;
   std::vector<uint16_t> samples(kGroups * 4);
   for (size_t i = 0; i < samples.size(); ++i) samples[i] = static_cast<uint16_t>((0x9A5 + i * 0x2F3) & 0xFFF);
@@ -250,8 +189,7 @@ TEST(QulixUnpack12, ExpandsWholeGroupsInPlace) {
   initial.resize(kGroups * 8 + 4, kUntouched);
 
   struct Row { int count; int channels; size_t groups; };
-  const Row rows[] = {{5, 4, 5}, {1, 4, 1}, {3, 3, 3}, {5, 1, 2}, {2, 1, 1}, {9, 2, 5},
-                      {0, 4, 0}, {-1, 4, 0}, {4, 0, 0}, {-2, -2, 0}};
+  const Row rows[] = {{5, 4, 5}, {5, 1, 2}, {9, 2, 5}, {0, 4, 0}, {-2, -2, 0}};
   for (const Row& row : rows) {
     SCOPED_TRACE(testing::Message() << row.count << " x " << row.channels);
     std::vector<uint8_t> block = initial;
@@ -267,45 +205,26 @@ TEST(QulixUnpack12, ExpandsWholeGroupsInPlace) {
   EXPECT_NE(QlxUnpack12(nullptr, 0, 4, 4, 1), QLX_OK);
 }
 
-}  // namespace
-}  // namespace travune
-
-namespace {
-
-// One thermocouple call made on a new thread, so no earlier result can be reused for it.
-std::pair<int32_t, int16_t> FreshThermocouple(int32_t gain, int32_t kind, std::vector<uint8_t> words) {
-  std::pair<int32_t, int16_t> result{};
-  std::thread([&] {
-    uint8_t out[2] = {0x5A, 0x5A};
-    result.first = QlxThermocouple(2, 0, 1, gain, kind, 1, words.data(), 1, out, static_cast<int32_t>(words.size() / 2));
-    result.second = static_cast<int16_t>(out[0] | (out[1] << 8));
-  }).join();
-  return result;
-}
-
+// Inputs that share codes but differ in kind, gain or reference, called in turns, give what
+// a call on a fresh thread gives: results remembered for one input are never handed to another.
 TEST(QulixTest, RepeatedCallsGiveTheResultsOfFreshOnes) {
-  // Inputs that share codes but differ in kind, gain or reference, called in turns so that
-  // remembered results would be handed to the wrong input if they were confused.
-  struct Input {
-    int32_t gain, kind;
-    std::vector<uint8_t> words;
-  };
-  const std::vector<Input> inputs = {
-      {100, 2, {0x00, 0x90}},           {100, 1, {0x00, 0x90}},       {50, 2, {0x00, 0x90}},
-      {100, 2, {0x00, 0xA0, 0x00, 0x90}}, {100, 2, {0x00, 0x98, 0x00, 0x90}}, {100, 0x102, {0x00, 0x90}},
-      {100, 9, {0x00, 0x90}},           {0, 2, {0x10, 0x80}},         {-100, 2, {0x00, 0x90}},
-  };
-  std::vector<std::pair<int32_t, int16_t>> fresh;
-  for (const Input& in : inputs) fresh.push_back(FreshThermocouple(in.gain, in.kind, in.words));
+  struct Input { int kind, gain; std::vector<uint16_t> words; };
+  const Input inputs[] = {{K, 100, {0x9000}}, {J, 100, {0x9000}}, {K, 50, {0x9000}},
+                          {K, 100, {0xA000, 0x9000}}, {9, 100, {0x9000}}, {K, -100, {0x9000}}};
+  std::vector<Call> fresh;
+  for (const Input& in : inputs) {
+    std::thread([&] { fresh.push_back(Thermocouple(in.kind, in.gain, in.words, static_cast<int>(in.words.size()))); })
+        .join();
+  }
   for (int round = 0; round < 3; ++round) {
-    for (size_t i = 0; i < inputs.size(); ++i) {
-      uint8_t out[2] = {0x5A, 0x5A};
-      const int32_t status = QlxThermocouple(2, 0, 1, inputs[i].gain, inputs[i].kind, 1, inputs[i].words.data(), 1, out,
-                                             static_cast<int32_t>(inputs[i].words.size() / 2));
-      EXPECT_EQ(status, fresh[i].first) << i;
-      EXPECT_EQ(static_cast<int16_t>(out[0] | (out[1] << 8)), fresh[i].second) << i;
+    for (size_t i = 0; i < std::size(inputs); ++i) {
+      const Call again = Thermocouple(inputs[i].kind, inputs[i].gain, inputs[i].words,
+                                      static_cast<int>(inputs[i].words.size()));
+      EXPECT_EQ(again.status, fresh[i].status) << i;
+      EXPECT_EQ(again.Tenths(), fresh[i].Tenths()) << i;
     }
   }
 }
 
 }  // namespace
+}  // namespace travune

@@ -91,17 +91,18 @@ TEST_F(HostBoundary, ConvertingLeavesTheHostsGlobalLocaleAlone) {
   setlocale(LC_ALL, saved.c_str());
 
   ASSERT_EQ(status, 0);
+  // A scale read as 0 or 5 instead of 0.5 misses the generator's values by far more than the
+  // encoding's tolerance.
   const std::vector<float> values = ReadFloats(output);
-  const int chans = samples::NumChannels(request);
-  ASSERT_EQ(values.size(), static_cast<size_t>(request.scans * chans));
+  const samples::PlainValues plain = samples::PlainValuesOf(request, 0, request.scans);
+  ASSERT_EQ(values.size(), plain.values.size());
   int failures = 0;
-  for (int64_t scan = 0; scan < request.scans && failures < 5; ++scan) {
-    for (int c = 0; c < chans; ++c) {
-      const double expected = samples::ExpectedValue(request, scan, c);
-      const float actual = values[static_cast<size_t>(scan * chans + c)];
-      if (std::fabs(actual - expected) > 1e-5 * std::fmax(1.0, std::fabs(expected)) && ++failures <= 5) {
-        ADD_FAILURE() << "scan " << scan << " channel " << c << ": " << actual << " instead of " << expected;
-      }
+  for (size_t i = 0; i < values.size() && failures < 5; ++i) {
+    const double expected = plain.values[i];
+    const double slack = plain.tolerances[i % static_cast<size_t>(plain.chans)] + std::ldexp(std::fabs(expected), -24);
+    if (!(std::fabs(values[i] - expected) <= slack)) {
+      ++failures;
+      ADD_FAILURE() << "value " << i << ": " << values[i] << " instead of " << expected;
     }
   }
 }
@@ -118,13 +119,8 @@ TEST(ExportGuard, ResultsExceptionsAndTheLocaleOfTheBody) {
   const char otherMark = localeconv()->decimal_point[0];
   ASSERT_NE(otherMark, platform::UserNumberConventions().decimalMark);
 
-  struct Case {
-    const char* what;
-    int32_t (*body)();
-    int32_t expected;
-  };
+  struct Case { const char* what; int32_t (*body)(); int32_t expected; };
   const Case cases[] = {
-      {"a result", [] { return int32_t{42}; }, 42},
       {"the body runs in the user's locale",
        [] { return int32_t{localeconv()->decimal_point[0] == platform::UserNumberConventions().decimalMark}; }, 1},
       {"no memory", []() -> int32_t { throw std::bad_alloc(); }, -7},
@@ -136,10 +132,7 @@ TEST(ExportGuard, ResultsExceptionsAndTheLocaleOfTheBody) {
     EXPECT_EQ(localeconv()->decimal_point[0], otherMark) << c.what << ": the thread's locale is back";
   }
 
-  static char buffer[] = "x";
-  EXPECT_EQ(GuardedPointerCall([] { return buffer; }), buffer);
   EXPECT_EQ(GuardedPointerCall([]() -> char* { throw std::bad_alloc(); }), nullptr);
-  EXPECT_EQ(GuardedPointerCall([]() -> const char* { throw std::logic_error("x"); }), nullptr);
 
   uselocale(before);
   freelocale(other);

@@ -82,27 +82,17 @@ TEST(SrcFmtBrenlowTest, AcceptsOnlyWholeDescriptions) {
   const std::vector<uint8_t> one = Image({}, {kAnalog});
   std::vector<uint8_t> longer = one;
   longer.push_back(0);
-  const std::vector<uint8_t> shorter(one.begin(), one.end() - 1);
   const std::vector<uint8_t> headerOnly(one.begin(), one.begin() + 56);
-  struct Case {
-    const char* name;
-    std::vector<uint8_t> image;
-    bool sizeRule;
-    int32_t status;
-  };
+  struct Case { const char* name; std::vector<uint8_t> image; bool sizeRule; int32_t status; };
   const Case cases[] = {
       {"one record", one, true, 0},
       {"fewer records declared than present", Image({.numRecords = 1}, {kAnalog, kAnalog}), true, 0},
       {"one byte too many", longer, false, -1},
-      {"one byte short", shorter, false, -1},
       {"numRecords 0", Image({.numRecords = 0}, {kAnalog}), true, -1},
-      {"numRecords 0 without records", Image({.numRecords = 0}, {}), true, -1},
       {"numRecords negative", Image({.numRecords = -5}, {kAnalog}), true, -1},
-      {"more records declared than present", Image({.numRecords = 2}, {kAnalog}), true, -1},
       {"huge numRecords", Image({.numRecords = INT32_MAX}, {kAnalog}), true, -1},
       {"header only, one record declared", headerOnly, true, -1},
       {"24 bytes (size - 56 wraps to a multiple of 112)", std::vector<uint8_t>(24, 1), false, -1},
-      {"empty", {}, false, -1},
   };
   for (const Case& c : cases) {
     DescReader reader(c.image.data(), c.image.size());
@@ -111,6 +101,7 @@ TEST(SrcFmtBrenlowTest, AcceptsOnlyWholeDescriptions) {
     EXPECT_EQ(Make(c.image).GetStatus(), c.status) << c.name;
     EXPECT_EQ(SrcFmtBrenlowTitled(c.image.data(), c.image.size(), "Vexmoor").GetStatus(), c.status) << c.name;
   }
+  EXPECT_STREQ(SrcFmtBrenlowTitled(one.data(), one.size(), "Threnix").GetAppTitle(), "Threnix");
 }
 
 TEST(SrcFmtBrenlowTest, RecordLayoutWithTimeStamp) {
@@ -119,21 +110,16 @@ TEST(SrcFmtBrenlowTest, RecordLayoutWithTimeStamp) {
   ASSERT_EQ(source.GetStatus(), 0);
   EXPECT_EQ(source.GetNumChans(), 2);
   EXPECT_EQ(source.GetScanSize(), 20);
-  EXPECT_EQ(source.GetSampleSize(), 4);
-  EXPECT_EQ(source.GetNumProgScans(), 77);
-  const std::pair<int32_t, int64_t> indices[] = {{0, 0}, {1, 1}, {2, 2}, {3, -1}, {4, -1}, {-1, -1}};
-  for (const auto& [chan, index] : indices) EXPECT_EQ(source.GetChanIndex(chan), index) << chan;
+  EXPECT_EQ(source.GetChanIndex(2), 2);
+  EXPECT_EQ(source.GetChanIndex(3), -1);
   EXPECT_STREQ(source.GetChanLabel(1), "ABCDEFGHIJKLMNOP");
   EXPECT_STREQ(source.GetChanUnits(1), "unit567890123456789X");
-  EXPECT_STREQ(source.GetChanLabel(2), "Time");
   EXPECT_EQ(source.GetChanLabel(3), nullptr);
-  EXPECT_EQ(source.GetChanUnits(-1), nullptr);
+  EXPECT_EQ(source.GetChanPrecision(1), 1);  // type 8
   double lower = 0.0;
   double upper = 0.0;
   ASSERT_TRUE(source.GetChanRange(1, &lower, &upper));
-  EXPECT_EQ(lower, 0.0);
   EXPECT_EQ(upper, 250.0);
-  EXPECT_FALSE(source.GetChanRange(3, &lower, &upper));
 }
 
 // Only the first type-6 record is the time source; later ones are skipped as channels.
@@ -172,12 +158,8 @@ TEST(SrcFmtBrenlowTest, StampThatDoesNotFitTheScanIsNotRead) {
 TEST(SrcFmtBrenlowTest, ClampsSamplesToTheRecordRange) {
   SrcFmtBrenlow source = Make(Image({}, {kAnalog}));
   ASSERT_EQ(source.GetStatus(), 0);
-  struct Case {
-    float raw;
-    double expected;
-  };
-  const Case cases[] = {{-20.0f, -10.0}, {-10.0f, -10.0}, {-9.5f, -9.5}, {3.25f, 3.25},
-                        {0.1f, static_cast<double>(0.1f)}, {10.0f, 10.0}, {10.5f, 10.0}, {1e30f, 10.0}};
+  struct Case { float raw; double expected; };
+  const Case cases[] = {{-20.0f, -10.0}, {0.1f, static_cast<double>(0.1f)}, {10.5f, 10.0}, {1e30f, 10.0}};
   for (const Case& c : cases) {
     uint8_t raw[4];
     le::PutF32(raw, c.raw);
@@ -186,16 +168,6 @@ TEST(SrcFmtBrenlowTest, ClampsSamplesToTheRecordRange) {
   uint8_t raw[4];
   le::PutF32(raw, 5.0f);
   EXPECT_EQ(source.ScaleSample(1, raw), 0.0);  // unknown channel
-}
-
-TEST(SrcFmtBrenlowTest, PrecisionFollowsRecordType) {
-  const std::pair<int32_t, int32_t> cases[] = {{4, 0}, {7, 8}, {8, 1}, {0, 4}, {5, 4}, {-1, 4}};
-  for (const auto& [type, digits] : cases) {
-    SrcFmtBrenlow source = Make(Image({}, {{"x", "y", type, 0.0, 1.0}}));
-    ASSERT_EQ(source.GetStatus(), 0);
-    EXPECT_EQ(source.GetChanPrecision(0), digits) << type;
-    EXPECT_EQ(source.GetChanPrecision(1), 0) << type;
-  }
 }
 
 TEST(SrcFmtBrenlowTest, TimeFormatFollowsRateAndStamp) {
@@ -211,8 +183,7 @@ TEST(SrcFmtBrenlowTest, TimeFormatFollowsRateAndStamp) {
   };
   const Case cases[] = {
       {0.0, true, 1, 1, 2, 6, false, 1.0},   {0.0, false, 0, 0, 2, 6, true, 1.0},
-      {-5.0, true, 1, 1, 2, 6, false, 1.0},  {500.0, true, 1, 1, 0x80000001u, 3, true, 500.0},
-      {5000.0, false, 1, 0, 2, 6, true, 5000.0}, {1.0, false, 1, 0, 2, 0, true, 1.0},
+      {500.0, true, 1, 1, 0x80000001u, 3, true, 500.0}, {5000.0, false, 1, 0, 2, 6, true, 5000.0},
   };
   for (const Case& c : cases) {
     std::vector<Rec> records = {kAnalog};
@@ -232,46 +203,13 @@ TEST(SrcFmtBrenlowTest, TimeFormatFollowsRateAndStamp) {
   }
 }
 
-TEST(SrcFmtBrenlowTest, ScanTimesWithoutStamps) {
-  struct Case {
-    double rate;
-    int64_t scan;
-    double expected;  // days, or scans from the trigger when untimed
-  };
-  const Case cases[] = {
-      {100.0, 0, Days(-0.1)}, {100.0, 10, 0.0}, {100.0, 25, Days(0.15)}, {0.0, 3, -7.0}, {0.0, 12, 2.0},
-  };
-  for (const Case& c : cases) {
-    SrcFmtBrenlow source = Make(Image({.rate = c.rate, .preTrig = 10}, {kAnalog}));
-    double t = 99.0;
-    ASSERT_TRUE(source.GetNativeScanTime(c.scan, &t));
-    EXPECT_NEAR(t, c.expected, 1e-15) << c.rate << " " << c.scan;
-  }
-}
-
-// Stamp floats (f0, f1, f2): f0 + f1 * 65536 + f2 / 256 seconds after 1 January 1997.
-TEST(SrcFmtBrenlowTest, DecodesStampsOfEveryScanWithoutRate) {
-  SrcFmtBrenlow source = Make(Image({}, {kAnalog, kTime, kTime, kTime}));
-  std::vector<uint8_t> block = Scans({{1.0f, 0.0f, 1.0f, 128.0f}, {2.0f, 1000.0f, 2.0f, 64.0f}});
-  source.SetRawBlock(block.data(), 2, 40);
-  const std::pair<int64_t, double> cases[] = {{40, kJan1997 + Days(65536.5)}, {41, kJan1997 + Days(132072.25)}};
-  for (const auto& [scan, expected] : cases) {
-    double t = 0.0;
-    ASSERT_TRUE(source.GetNativeScanTime(scan, &t));
-    EXPECT_NEAR(t, expected, 1e-10) << scan;
-  }
-}
-
 // With a rate only scan 0's stamp is read and later scans follow from it; option bit 0 has
 // every scan's own stamp read.
 TEST(SrcFmtBrenlowTest, StampsWithRateDeriveFromScanZeroUnlessAsked) {
   std::vector<std::vector<float>> scans;
   for (int i = 0; i < 6; ++i) scans.push_back({0.0f, 1000.0f * static_cast<float>(i), 0.0f, 0.0f});
   std::vector<uint8_t> block = Scans(scans);
-  struct Case {
-    uint32_t options;
-    double scan5;
-  };
+  struct Case { uint32_t options; double scan5; };
   const Case cases[] = {{0, kJan1997 + Days(0.5)}, {1, kJan1997 + Days(5000.0)}};
   for (const Case& c : cases) {
     SrcFmtBrenlow source = Make(Image({.rate = 10.0}, {kAnalog, kTime, kTime, kTime}));
@@ -288,18 +226,6 @@ TEST(SrcFmtBrenlowTest, StampsWithRateDeriveFromScanZeroUnlessAsked) {
   }
 }
 
-TEST(SrcFmtBrenlowTest, TitlesAndVersion) {
-  const std::vector<uint8_t> image = Image({.version = 2.5}, {kAnalog});
-  EXPECT_STREQ(Make(image).GetAppTitle(), "Brenlow");
-  EXPECT_STREQ(Make(image).GetDescVersion(), "2.500000");
-  for (const char* title : {"Vexmoor", "Threnix"}) {
-    SrcFmtBrenlowTitled source(image.data(), image.size(), title);
-    ASSERT_EQ(source.GetStatus(), 0);
-    EXPECT_STREQ(source.GetAppTitle(), title);
-    EXPECT_EQ(source.GetNumChans(), 1);
-  }
-}
-
 // Scan 0's and the trigger scan's times are loaded from the data file (more than one 64 KiB
 // block of scans): the trigger's derived from scan 0 by default, its own stamp with bit 0.
 TEST(SrcFmtBrenlowTest, LoadsStampsFromTheDataFile) {
@@ -309,10 +235,7 @@ TEST(SrcFmtBrenlowTest, LoadsStampsFromTheDataFile) {
   const std::string path = testing::TempDir() + "brenlow_stamps.bin";
   ASSERT_TRUE(platform::File::Create(path.c_str()).Write(data.data(), data.size()));
   const std::vector<uint8_t> image = Image({.rate = 10.0, .preTrig = 2}, {kAnalog, kTime, kTime, kTime});
-  struct Case {
-    uint32_t options;
-    double trigger;
-  };
+  struct Case { uint32_t options; double trigger; };
   const Case cases[] = {{0, kJan1997 + Days(0.2)}, {1, kJan1997 + Days(200.0)}};
   for (const Case& c : cases) {
     SrcFmtBrenlow source = Make(image);

@@ -89,12 +89,10 @@ class ConvertCliTest : public ::testing::Test {
     return result;
   }
 
-
  public:
   void Sample(const std::string& args) const { ASSERT_EQ(Run("sample " + args).exitCode, 0) << args; }
 
  protected:
-
   // Hidden backups in the temporary directory.
   int Backups() const {
     int count = 0;
@@ -177,10 +175,6 @@ TEST_F(ConvertCliTest, DamagedInputsAndProtectedOutputs) {
        },
        "convert run.DSC --to Float32 -o ro.f32", 1, {"ro.f32", "read-only", "--force"},
        [](const fs::path& dir, const RunResult&) { EXPECT_EQ(ReadText(dir / "ro.f32"), "read-only"); }},
-      {"--force replaces a read-only output",
-       [](ConvertCliTest&, const fs::path&) {},
-       "convert run.DSC --to Float32 -o ro.f32 --force", 0, {},
-       [whole](const fs::path& dir, const RunResult&) { EXPECT_EQ(ReadText(dir / "ro.f32"), whole); }},
       {"a data file named M2.BIN is found",
        [](ConvertCliTest& t, const fs::path& dir) {
          t.Sample("--type morvane --scans 1000 M2");
@@ -192,20 +186,6 @@ TEST_F(ConvertCliTest, DamagedInputsAndProtectedOutputs) {
        [](ConvertCliTest&, const fs::path& dir) { fs::rename(dir / "M2.BIN", dir / "elsewhere.raw"); },
        "convert M2.DSC --to Float32 --type morvane -o m3.f32", 1, {"M2.bin", "any letter case", "--data"},
        [](const fs::path& dir, const RunResult&) { EXPECT_FALSE(fs::exists(dir / "m3.f32")); }},
-      {"--data gives the data file",
-       [](ConvertCliTest&, const fs::path&) {},
-       "convert M2.DSC --to Float32 --data elsewhere.raw -o m4.f32", 0, {},
-       [whole](const fs::path& dir, const RunResult&) { EXPECT_EQ(ReadText(dir / "m4.f32"), whole); }},
-      {"-o into a missing directory gives the system's reason", [](ConvertCliTest&, const fs::path&) {}, "convert run.DSC --to Float32 -o nowhere/out.f32", 1, {"nowhere", "No such file or directory"},
-       nullptr},
-      {"help convert is convert --help", [](ConvertCliTest&, const fs::path&) {}, "help convert", 0, {},
-       [](const fs::path&, const RunResult& r) {
-         EXPECT_TRUE(Contains(r.out, "usage: travune convert")) << r.out;
-         EXPECT_FALSE(Contains(r.out, "commands:")) << r.out;
-       }},
-      {"sample does not overwrite", [](ConvertCliTest&, const fs::path&) {}, "sample --type morvane --scans 5 run",
-       1, {"run.DSC", "--force"},
-       [runBin](const fs::path& dir, const RunResult&) { EXPECT_EQ(ReadText(dir / "run.bin"), runBin); }},
       {"-o - writes a text format to standard output", [](ConvertCliTest&, const fs::path&) {},
        "convert run.DSC --to ASCII --scans 0:3 -o -", 0, {},
        [](const fs::path& dir, const RunResult& r) {
@@ -214,8 +194,6 @@ TEST_F(ConvertCliTest, DamagedInputsAndProtectedOutputs) {
          // A header line of labels, one of units, then one line per scan.
          EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 5) << r.out;
        }},
-      {"-o - refuses a binary format", [](ConvertCliTest&, const fs::path&) {}, "convert run.DSC --to Float32 -o -",
-       2, {"standard output"}, [](const fs::path& dir, const RunResult&) { EXPECT_FALSE(fs::exists(dir / "-")); }},
       {"--chans picks channels by number, range and label in the order given",
        [](ConvertCliTest&, const fs::path&) {}, "convert run.DSC --to Float32 --chans Ramp,0-1 -o ch.f32", 0, {},
        [whole](const fs::path& dir, const RunResult&) {
@@ -227,9 +205,6 @@ TEST_F(ConvertCliTest, DamagedInputsAndProtectedOutputs) {
            ASSERT_EQ(picked.substr(s * 12, 12), row.substr(7 * 4, 4) + row.substr(0, 8)) << "scan " << s;
          }
        }},
-      {"a backup left by a killed run is named",
-       [](ConvertCliTest&, const fs::path& dir) { WriteText(dir / ".old.f32.travune-backup-999999999", "old"); },
-       "convert run.DSC --to Float32 -o old.f32", 0, {".old.f32.travune-backup-999999999", "killed"}, nullptr},
       {"a batch converts what it can, one line per file, and fails as a whole",
        [](ConvertCliTest&, const fs::path& dir) { fs::create_directory(dir / "batch"); },
        "convert run.DSC M2.DSC missing.DSC --to Float32 -d batch -j 2", 1, {"missing.DSC"},

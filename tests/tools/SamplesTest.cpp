@@ -12,28 +12,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-SampleSpec Request(int type, int64_t scans, int chans, bool packed, bool stamps, int64_t preTrig) {
-  SampleSpec request;
-  request.type = type;
-  request.scans = scans;
-  request.chans = chans;
-  request.packed = packed;
-  request.stamps = stamps;
-  request.preTrig = preTrig;
-  return request;
-}
-
 TEST(SampleGenerator, RejectsWhatTheTypeCannotHold) {
-  const struct {
-    const char* name;
-    SampleSpec request;
-  } cases[] = {
-      {"unknown type", Request(9, 10, 0, false, false, 0)},
-      {"no scans", Request(3, 0, 0, false, false, 0)},
-      {"packed Morvane", Request(3, 10, 0, true, false, 0)},
-      {"stamped Quillon", Request(5, 10, 0, false, true, 0)},
-      {"trigger past the end", Request(3, 10, 0, false, false, 11)},
-      {"too many channels", Request(3, 10, 257, false, false, 0)},
+  const struct { const char* name; SampleSpec request; } cases[] = {
+      // Fields: type, scans, channels, packed, stamps, pre-trigger scans.
+      {"unknown type", {9, 10}},
+      {"no scans", {3, 0}},
+      {"packed Morvane", {3, 10, 0, true}},
+      {"stamped Quillon", {5, 10, 0, false, true}},
+      {"trigger past the end", {3, 10, 0, false, false, 11}},
+      {"too many channels", {3, 10, 257}},
   };
   for (const auto& c : cases) {
     std::string error;
