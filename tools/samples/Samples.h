@@ -36,10 +36,6 @@ std::string DataFileName(const SampleSpec& request, const std::string& prefix);
 int NumChannels(const SampleSpec& request);
 int64_t DataFileBytes(const SampleSpec& request);
 
-// The engineering value the generator meant for (scan, chan), computed from the raw code it
-// wrote by the channel's own scaling formula (temperatures through the Qulix driver library).
-double ExpectedValue(const SampleSpec& request, int64_t scan, int chan);
-
 // The values the generator chose for scans first .. first + count − 1 before it encoded them
 // into raw codes (a sine in volts, a ramp of temperatures, a counter), scan-major with chans
 // values per scan, and per channel the tolerance a correct reading keeps to them.
