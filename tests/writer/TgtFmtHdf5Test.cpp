@@ -82,8 +82,11 @@ bool IsDeflated(const std::string& path) {
   const hid_t file = H5Fopen(path.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT);
   const hid_t dataset = H5Dopen2(file, "data", H5P_DEFAULT);
   const hid_t layout = H5Dget_create_plist(dataset);
-  const bool deflated = H5Pget_filter_by_id2(layout, H5Z_FILTER_DEFLATE, nullptr, nullptr, nullptr, 0, nullptr,
-                                             nullptr) >= 0;
+  bool deflated = false;
+  for (int i = 0; i < H5Pget_nfilters(layout); ++i) {
+    deflated = deflated || H5Pget_filter2(layout, static_cast<unsigned>(i), nullptr, nullptr, nullptr, 0, nullptr,
+                                          nullptr) == H5Z_FILTER_DEFLATE;
+  }
   H5Pclose(layout);
   H5Dclose(dataset);
   H5Fclose(file);
