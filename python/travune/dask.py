@@ -71,8 +71,25 @@ def _current_client():
         return None
 
 
+# The library holds an open recording's files exclusively, so chunks of one recording read by
+# two workers at once take turns: an open of a file that exists but is held is tried again.
+HELD_RETRY_SECONDS = 0.02
+HELD_TIMEOUT_SECONDS = 120.0
+
+
+def _open_when_free(path, type_id):
+    deadline = _time.monotonic() + HELD_TIMEOUT_SECONDS
+    while True:
+        try:
+            return travune.open(path, type=type_id)
+        except travune.OpenError:
+            if not os.path.exists(path) or _time.monotonic() > deadline:
+                raise
+            _time.sleep(HELD_RETRY_SECONDS)
+
+
 def _read_block(path, type_id, start, count, channels, dtype):
-    with travune.open(path, type=type_id) as acq:
+    with _open_when_free(path, type_id) as acq:
         return acq.read(start, count, channels, dtype)
 
 
