@@ -58,3 +58,11 @@ def test_h5dump_reads_the_layout(sample, tmp_path):
     cell = subprocess.run(["h5dump", "-d", "/data", "-s", "0,2", "-c", "1,1", "-m", "%.9g", out], check=True,
                           capture_output=True, text=True).stdout
     assert np.float32(cell.split("(0,2):")[1].split()[0]) == first_value
+
+
+def test_an_empty_scan_range_gives_empty_datasets(sample, tmp_path):
+    with travune.open(sample("brenlow", 50)) as acq:
+        out = acq.convert(tmp_path / "empty.h5", "HDF5", start=50, count=0, time=True)
+        channels = acq.channel_count
+    with h5py.File(out, "r") as f:
+        assert f["data"].shape == (0, channels) and f["time"].shape == (0,)
