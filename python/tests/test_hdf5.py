@@ -66,3 +66,17 @@ def test_an_empty_scan_range_gives_empty_datasets(sample, tmp_path):
         channels = acq.channel_count
     with h5py.File(out, "r") as f:
         assert f["data"].shape == (0, channels) and f["time"].shape == (0,)
+
+
+def test_the_tool_writes_hdf5_with_compress_and_time(sample, tmp_path):
+    from conftest import cli_path
+    path = sample("quillon", 200, pretrig=10)
+    out = tmp_path / "tool.h5"
+    subprocess.run([cli_path(), "convert", path, "--to", "hdf5", "--compress", "--time", "-o", str(out), "-q"],
+                   check=True)
+    with travune.open(path) as acq, h5py.File(out, "r") as f:
+        assert f["data"].compression == "gzip" and np.array_equal(f["data"][...], acq.read())
+        assert np.array_equal(f["time"][...], acq._acq.times(0, 200))
+    warned = subprocess.run([cli_path(), "convert", path, "--to", "Float32", "--compress", "-o",
+                             str(tmp_path / "x.f32")], capture_output=True, text=True)
+    assert warned.returncode == 0 and "--compress has no effect" in warned.stderr
