@@ -232,7 +232,9 @@ TEST(TgtFmtHdf5, SmallBlocksFillEveryRowAndDateTheTrigger) {
 
   const Dataset data = ReadDataset(h5, "data");
   ASSERT_EQ(data.dims, (std::vector<hsize_t>{100, 3}));
-  for (size_t i = 0; i < values.size(); ++i) ASSERT_EQ(static_cast<float>(data.values[i]), static_cast<float>(values[i]));
+  for (size_t i = 0; i < values.size(); ++i) {
+    ASSERT_EQ(static_cast<float>(data.values[i]), static_cast<float>(values[i])) << i;
+  }
   const Dataset time = ReadDataset(h5, "time");
   ASSERT_EQ(time.values.size(), 100u);
   // Scan s lies (s - 10) / 100 seconds from the trigger, which lies 0.1 s after scan 0.
