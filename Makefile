@@ -12,8 +12,11 @@ FUZZ := build/fuzz
 DEMO_DIR ?= demo-out
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
+PYBUILD := build/pymod
+PYTHON_OUT := build/python
+PYTHON := /usr/bin/python3
 
-.PHONY: all deps demo test test-plain test-asan test-tsan bench fuzz install clean
+.PHONY: all deps demo test test-plain test-asan test-tsan test-python python bench fuzz install clean
 
 all: $(RELEASE)/build.ninja
 	cmake --build $(RELEASE) -j $(JOBS)
@@ -28,7 +31,7 @@ demo: $(RELEASE)/build.ninja
 	cmake --build $(RELEASE) -j $(JOBS) --target travune_cli
 	$(RELEASE)/travune demo $(DEMO_DIR)
 
-test: test-plain test-asan test-tsan
+test: test-plain test-asan test-tsan test-python
 
 test-plain: deps
 	cmake -S . -B $(DEBUG) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
@@ -47,6 +50,16 @@ test-tsan: deps
 	  -DTRAVUNE_TEST_ONLY="api/TvnApi"
 	cmake --build $(TSAN) -j $(JOBS) --target travune_tests
 	TSAN_OPTIONS=halt_on_error=1 $(TSAN)/tests/travune_tests --gtest_filter='TvnApi.HandlesOnDifferentThreadsAreIndependent'
+
+# The Python package, importable with PYTHONPATH=build/python (see python/README.md).
+python: deps
+	cmake -S . -B $(PYBUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTRAVUNE_BUILD_TESTS=OFF \
+	  -DTRAVUNE_BUILD_PYTHON=ON -DTRAVUNE_PYTHON_OUTPUT_DIR=$(CURDIR)/$(PYTHON_OUT) -DPython3_EXECUTABLE=$(PYTHON)
+	cmake --build $(PYBUILD) -j $(JOBS) --target travune_python travune_cli
+
+# The package's tests, samples made by the tool of the same build; Dask on two local workers.
+test-python: python
+	PYTHONPATH=$(CURDIR)/$(PYTHON_OUT) TRAVUNE_CLI=$(CURDIR)/$(PYBUILD)/travune $(PYTHON) -m pytest -q python/tests
 
 bench: deps
 	cmake -S . -B $(BENCH) -G Ninja -DCMAKE_BUILD_TYPE=Release -DTRAVUNE_BUILD_TESTS=OFF -DTRAVUNE_BUILD_BENCH=ON

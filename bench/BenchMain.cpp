@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ConversionBenchmarks.h"
+#include "HandleConversionBenchmarks.h"
 
 namespace {
 
@@ -20,7 +21,8 @@ constexpr const char* kUsage =
     "  --acquisition=PREFIX   also convert the Morvane acquisition PREFIX.DSC + PREFIX.bin\n"
     "                         to raw floats (PREFIX-floats.F32, removed afterwards)\n"
     "  --large_iterations=N   conversions of that acquisition to time (default 2)\n"
-    "Without --acquisition only the small per-type scaling cases run.\n\n";
+    "Without --acquisition only the small per-type scaling cases and the handle-API\n"
+    "conversions (raw floats, HDF5, compressed HDF5) run.\n\n";
 
 struct Options {
   std::string acquisition;
@@ -56,6 +58,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   travune::bench::RegisterScalingBenchmarks();
+  travune::bench::RegisterHandleConversionBenchmarks();
   if (!options.acquisition.empty()) {
     travune::bench::RegisterLargeConversion(options.acquisition, options.largeIterations);
   }

@@ -20,6 +20,17 @@ command -v octave-cli >/dev/null || need+=(octave)
 /usr/bin/python3 -c "import numpy, scipy.io" 2>/dev/null || need+=(python3-numpy python3-scipy)
 command -v sox >/dev/null || need+=(sox)
 command -v sndfile-info >/dev/null || need+=(sndfile-programs)
+# HDF5 output (the writer is built when the library is found) and the Python package with its
+# tests: pybind11, h5py to read HDF5 back, Dask for clusters, tqdm bars as progress.
+[ -f /usr/include/hdf5/serial/hdf5.h ] || need+=(libhdf5-dev)
+command -v h5dump >/dev/null || need+=(hdf5-tools)
+[ -f /usr/include/pybind11/pybind11.h ] || need+=(pybind11-dev python3-pybind11)
+/usr/bin/python3 -c "import sysconfig, os, sys; sys.exit(not os.path.exists(os.path.join(sysconfig.get_paths()['include'], 'Python.h')))" \
+  2>/dev/null || need+=(python3-dev)
+for module in h5py:python3-h5py dask:python3-dask distributed:python3-distributed pytest:python3-pytest \
+              tqdm:python3-tqdm pandas:python3-pandas setuptools:python3-setuptools pip:python3-pip; do
+  /usr/bin/python3 -c "import ${module%%:*}" 2>/dev/null || need+=("${module##*:}")
+done
 if [ "${1:-}" = "--fuzz" ]; then
   command -v clang++ >/dev/null || need+=(clang)
   ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a >/dev/null 2>&1 || need+=(libclang-rt-dev)

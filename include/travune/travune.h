@@ -60,7 +60,8 @@ enum {
   TRAVUNE_FMT_UFF58_BINARY = 12,
   TRAVUNE_FMT_WAV = 13,
   TRAVUNE_FMT_MESCOPE = 14,
-  TRAVUNE_FMT_PERNIX = 15
+  TRAVUNE_FMT_PERNIX = 15,
+  TRAVUNE_FMT_HDF5 = 16 /* handle API only (tvnConvOpen); present when built with HDF5 */
 };
 
 /* Format kinds reported by the registry queries. */
@@ -69,7 +70,8 @@ enum { TRAVUNE_KIND_SOURCE = 1, TRAVUNE_KIND_TARGET = 2, TRAVUNE_KIND_RESERVED_T
 /* Conversion flags of cvtInitDataFileEx. */
 enum {
   TRAVUNE_FLAG_SCAN_TIMES = 1, /* spreadsheet and Halvard writers add scan times */
-  TRAVUNE_FLAG_OWN_STAMPS = 2  /* sources with stamps in the data read every scan's own stamp */
+  TRAVUNE_FLAG_OWN_STAMPS = 2, /* sources with stamps in the data read every scan's own stamp */
+  TRAVUNE_FLAG_COMPRESS = 4    /* HDF5: gzip-compressed datasets */
 };
 
 /* Status codes of the conversion functions. */
@@ -134,6 +136,10 @@ TRAVUNE_API(int32_t) tvnFormatIdFromName(const char* name, int32_t flags) TRAVUN
 /* The name users type for a format of the section (the application name of a source type,
  * "morvane"; the short name of a target format, "Float32"), or null for an unknown id. */
 TRAVUNE_API(const char*) tvnFormatName(int32_t id, int32_t flags) TRAVUNE_NOEXCEPT;
+/* cvtGetFormatByIndex over every format of the section the handle API knows: the target
+ * section adds the formats only tvnConvOpen writes (HDF5) after the fourteen exported ones. */
+TRAVUNE_API(int32_t) tvnGetFormatByIndex(int32_t index, int32_t flags, char* displayName, char* ext1, char* ext2,
+                                         char* shortName, int32_t* kind, int32_t* id) TRAVUNE_NOEXCEPT;
 
 /* Guesses the source type of a description file from its name and content. Returns the
  * source type id, or -1 when no type fits. When several recognisers accept the file the

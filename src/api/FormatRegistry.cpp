@@ -30,6 +30,9 @@
 #include "writer/TgtFmtPernix.h"
 #include "writer/TgtFmtSnapMaster.h"
 #include "writer/TgtFmtWav.h"
+#ifdef TRAVUNE_HAVE_HDF5
+#include "writer/TgtFmtHdf5.h"
+#endif
 #include "travune/travune.h"
 
 namespace travune {
@@ -90,7 +93,7 @@ void DadispName(char* name) {
 }
 void MatlabName(char* name) { ReplaceAll(name, ' ', '_'); }
 
-const FormatRow kTargetRows[kNumTargetRows] = {
+const FormatRow kTargetRows[kNumTargetRows + kNumHandleOnlyTargetRows] = {
     {7, "DIAdem", "R32", "DAT", "DIAdem", kKindTarget, "DIAdem", nullptr, nullptr, 0, MakeWriter<TgtFmtDIAdem>},
     {3, "ASCII Text (Spreadsheet)", "TXT", "", "ASCII", kKindTarget, "ASCII", nullptr, nullptr, 0,
      MakeWriter<TgtFmtAscii>},
@@ -113,24 +116,41 @@ const FormatRow kTargetRows[kNumTargetRows] = {
     {9, "reserved 1", "F32", "", "Float32", kKindReservedTarget, "Float32", nullptr, nullptr, 0,
      MakeWriter<TgtFmtFloat32>},
     {10, "reserved 2", "TXT", "", "Text", kKindReservedTarget, "Text", nullptr, nullptr, 0, MakeWriter<TgtFmtText>},
+#ifdef TRAVUNE_HAVE_HDF5
+    {16, "HDF5", "H5", "", "HDF5", kKindTarget, "HDF5", nullptr, nullptr, 0, MakeWriter<TgtFmtHdf5>},
+#endif
 };
 
 constexpr const char* kVersionText = "2.5.6";
 constexpr int32_t kVersionNumber = 0x00060502;
+
+void CopyIfGiven(char* buffer, const char* text) {
+  if (buffer != nullptr) std::strcpy(buffer, text);
+}
 
 const FormatRow* SectionRows(FormatSection section, int32_t* count) {
   if (section == FormatSection::kSource) {
     *count = kNumSourceRows;
     return kSourceRows;
   }
-  *count = kNumTargetRows;
+  *count = section == FormatSection::kTarget ? kNumTargetRows : kNumTargetRows + kNumHandleOnlyTargetRows;
   return kTargetRows;
 }
 
 FormatSection SectionOfFlags(int32_t flags) { return (flags & 1) ? FormatSection::kSource : FormatSection::kTarget; }
 
-void CopyIfGiven(char* buffer, const char* text) {
-  if (buffer != nullptr) std::strcpy(buffer, text);
+// The section the handle API's queries use: its targets include the handle-only formats.
+FormatSection HandleSectionOfFlags(int32_t flags) {
+  return (flags & 1) ? FormatSection::kSource : FormatSection::kHandleTarget;
+}
+
+// Fills the texts of a row, each buffer optional.
+void DescribeRow(const FormatRow& row, char* displayName, char* ext1, char* ext2, char* shortName, int32_t* kind) {
+  CopyIfGiven(displayName, row.displayName);
+  CopyIfGiven(ext1, row.ext1);
+  CopyIfGiven(ext2, row.ext2);
+  CopyIfGiven(shortName, row.shortName);
+  if (kind != nullptr) *kind = row.kind;
 }
 
 }  // namespace
@@ -160,7 +180,7 @@ int32_t FormatIdFromName(FormatSection section, const char* text) {
   for (int32_t i = 0; i < count; ++i) {
     const FormatRow& row = rows[i];
     if (EqualsIgnoringAsciiCase(text, row.name) || EqualsIgnoringAsciiCase(text, row.displayName) ||
-        (section == FormatSection::kTarget && EqualsIgnoringAsciiCase(text, row.shortName))) {
+        (section != FormatSection::kSource && EqualsIgnoringAsciiCase(text, row.shortName))) {
       return row.id;
     }
   }
@@ -192,11 +212,7 @@ TRAVUNE_API(int32_t) cvtGetFormatById(int32_t id, int32_t flags, char* displayNa
   const FormatSection section = travune::SectionOfFlags(flags);
   const FormatRow* row = FormatAt(section, travune::FindFormat(section, id));
   if (row == nullptr) return -1;
-  travune::CopyIfGiven(displayName, row->displayName);
-  travune::CopyIfGiven(ext1, row->ext1);
-  travune::CopyIfGiven(ext2, row->ext2);
-  travune::CopyIfGiven(shortName, row->shortName);
-  if (kind != nullptr) *kind = row->kind;
+  travune::DescribeRow(*row, displayName, ext1, ext2, shortName, kind);
   return 1;
 }
 
@@ -218,10 +234,19 @@ TRAVUNE_API(char*) cvtGetFmtFileName(int32_t formatId, char* fileName) noexcept 
 }
 
 TRAVUNE_API(int32_t) tvnFormatIdFromName(const char* name, int32_t flags) noexcept {
-  return travune::FormatIdFromName(travune::SectionOfFlags(flags), name);
+  return travune::FormatIdFromName(travune::HandleSectionOfFlags(flags), name);
 }
 
 TRAVUNE_API(const char*) tvnFormatName(int32_t id, int32_t flags) noexcept {
-  const FormatRow* row = travune::FormatById(travune::SectionOfFlags(flags), id);
+  const FormatRow* row = travune::FormatById(travune::HandleSectionOfFlags(flags), id);
   return row ? row->name : nullptr;
+}
+
+TRAVUNE_API(int32_t) tvnGetFormatByIndex(int32_t index, int32_t flags, char* displayName, char* ext1, char* ext2,
+                                         char* shortName, int32_t* kind, int32_t* id) noexcept {
+  const FormatRow* row = FormatAt(travune::HandleSectionOfFlags(flags), index);
+  if (row == nullptr) return -1;
+  if (id != nullptr) *id = row->id;
+  travune::DescribeRow(*row, displayName, ext1, ext2, shortName, kind);
+  return 1;
 }

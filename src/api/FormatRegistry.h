@@ -36,10 +36,17 @@ struct FormatRow {
   NamingRuleFn adjustName = nullptr;
 };
 
-enum class FormatSection { kSource, kTarget };
+// kTarget: the fourteen target formats the cvt* functions export. kHandleTarget: those and, after
+// them, the formats only the handle API writes (HDF5, when the library is built with it).
+enum class FormatSection { kSource, kTarget, kHandleTarget };
 
 inline constexpr int32_t kNumSourceRows = 7;
 inline constexpr int32_t kNumTargetRows = 14;
+#ifdef TRAVUNE_HAVE_HDF5
+inline constexpr int32_t kNumHandleOnlyTargetRows = 1;
+#else
+inline constexpr int32_t kNumHandleOnlyTargetRows = 0;
+#endif
 
 // The row position of id in the section, or -1.
 int32_t FindFormat(FormatSection section, int32_t id);

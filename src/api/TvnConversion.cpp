@@ -32,7 +32,7 @@ std::string HeaderNameFor(const std::string& dataName, const char* ext2) {
 TvnConversion::~TvnConversion() { CloseFiles(); }
 
 int32_t TvnConversion::Open(const tvnConvOptions& options) {
-  const FormatRow* row = FormatById(FormatSection::kTarget, options.format);
+  const FormatRow* row = FormatById(FormatSection::kHandleTarget, options.format);
   if (row == nullptr || options.dataName == nullptr) return TVN_ERR_ARGUMENT;
   if (row->makeWriter == nullptr) return TVN_ERR_WRITER;
   SrcFmt& source = acquisition_.Source();

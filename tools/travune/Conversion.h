@@ -21,7 +21,7 @@ struct ConversionJob {
   FormatRow format;
   std::string output;       // final data-file name, as the library will create it
   std::string header;       // final header-file name; empty when the format writes none
-  uint32_t flags = 0;       // 1: scan times, 2: every scan's own time stamp
+  uint32_t flags = 0;       // 1: scan times, 2: every scan's own time stamp, 4: compressed HDF5
   int64_t firstScan = 0;
   int64_t scanCount = -1;   // -1: to the end of the scans present
   std::vector<std::string> chans;  // numbers, ranges "3-5" or labels; empty: every channel

@@ -31,7 +31,7 @@ namespace fs = std::filesystem;
 constexpr const char* kHelp =
     "usage: travune convert ACQ... --to FORMAT [-o OUT | -d DIR] [-j N] [--type SOURCE]\n"
     "                       [--data FILE] [--scans FIRST:COUNT] [--chans LIST] [--time]\n"
-    "                       [--stamps] [--force] [--strict] [-v | -q]\n"
+    "                       [--stamps] [--compress] [--force] [--strict] [-v | -q]\n"
     "\n"
     "Converts each acquisition described by ACQ (a .DSC or .HX$ description; its data file is\n"
     "ACQ with the extension .bin, or .hxt for celdrin, in any letter case) into FORMAT.\n"
@@ -48,9 +48,10 @@ constexpr const char* kHelp =
     "  --scans FIRST:COUNT  convert COUNT scans starting at scan FIRST (0-based)\n"
     "  --chans LIST         the channels to convert, in this order: numbers, ranges or labels,\n"
     "                       separated by commas (0,3-5,Pressure)\n"
-    "  --time               add scan times (ASCII spreadsheet and Halvard formats)\n"
+    "  --time               add scan times (ASCII spreadsheet, Halvard and HDF5 formats)\n"
     "  --stamps             take every scan's own time stamp from the data (brenlow,\n"
     "                       vexmoor, threnix and celdrin recordings that keep stamps)\n"
+    "  --compress           gzip-compress the datasets (HDF5)\n"
     "  --force              convert although the description holds what its type never\n"
     "                       writes (or contradicts --type); replace a read-only output\n"
     "  --strict             treat every warning about the acquisition as an error\n"
@@ -117,10 +118,14 @@ bool IsSingleFileText(const FormatRow& format) {
 
 // Says so when --time or --stamps cannot change this conversion's output.
 void WarnAboutIneffectiveFlags(const ConversionJob& job) {
-  const bool timesOnRequest = job.format.id == TRAVUNE_FMT_ASCII || job.format.id == TRAVUNE_FMT_HALVARD;
+  const bool timesOnRequest = job.format.id == TRAVUNE_FMT_ASCII || job.format.id == TRAVUNE_FMT_HALVARD ||
+                              job.format.id == TRAVUNE_FMT_HDF5;
   if ((job.flags & TRAVUNE_FLAG_SCAN_TIMES) && !timesOnRequest) {
     Warn("--time has no effect on " + job.format.shortName +
-         " (only the ASCII and Halvard formats add scan times on request)");
+         " (only the ASCII, Halvard and HDF5 formats add scan times on request)");
+  }
+  if ((job.flags & TRAVUNE_FLAG_COMPRESS) && job.format.id != TRAVUNE_FMT_HDF5) {
+    Warn("--compress has no effect on " + job.format.shortName + " (only HDF5 compresses)");
   }
   const bool stampedFamily = job.sourceType == TRAVUNE_SRC_BRENLOW || job.sourceType == TRAVUNE_SRC_VEXMOOR ||
                              job.sourceType == TRAVUNE_SRC_THRENIX || job.sourceType == TRAVUNE_SRC_CELDRIN;
@@ -170,7 +175,9 @@ int ReadRequest(const ArgParser& parser, Request* request) {
     if (!n) return UsageError("convert", "-j wants a number of threads from 1 to 64");
     request->threads = static_cast<int>(*n);
   }
-  request->base.flags = (parser.Has("--time") ? 1u : 0u) | (parser.Has("--stamps") ? 2u : 0u);
+  const auto flagIf = [&parser](const char* option, int32_t flag) { return parser.Has(option) ? uint32_t(flag) : 0u; };
+  request->base.flags = flagIf("--time", TRAVUNE_FLAG_SCAN_TIMES) | flagIf("--stamps", TRAVUNE_FLAG_OWN_STAMPS) |
+                        flagIf("--compress", TRAVUNE_FLAG_COMPRESS);
   request->base.force = parser.Has("--force");
   request->base.strict = parser.Has("--strict");
   return 0;
@@ -284,7 +291,7 @@ int ConvertAll(const std::vector<ConversionJob>& jobs, int threads, bool toStand
 int RunConvert(const Args& args) {
   ArgParser parser;
   for (const char* name : {"--to", "-o", "-d", "-j", "--type", "--data", "--scans", "--chans"}) parser.Value(name);
-  for (const char* name : {"--time", "--stamps", "--force", "--strict", "-v", "-q"}) parser.Flag(name);
+  for (const char* name : {"--time", "--stamps", "--compress", "--force", "--strict", "-v", "-q"}) parser.Flag(name);
   std::string error;
   if (!parser.Parse(args, &error)) return UsageError("convert", error);
   if (parser.WantsHelp()) {

@@ -19,7 +19,7 @@ std::vector<FormatRow> ReadFormatSection(bool sources) {
     char ext2[kTextSize] = {};
     char shortName[kTextSize] = {};
     FormatRow row;
-    if (cvtGetFormatByIndex(index, sources ? 1 : 0, display, ext1, ext2, shortName, &row.kind, &row.id) != 1) break;
+    if (tvnGetFormatByIndex(index, sources ? 1 : 0, display, ext1, ext2, shortName, &row.kind, &row.id) != 1) break;
     row.displayName = display;
     row.ext1 = ext1;
     row.ext2 = ext2;
