@@ -20,6 +20,8 @@ command -v octave-cli >/dev/null || need+=(octave)
 /usr/bin/python3 -c "import numpy, scipy.io" 2>/dev/null || need+=(python3-numpy python3-scipy)
 command -v sox >/dev/null || need+=(sox)
 command -v sndfile-info >/dev/null || need+=(sndfile-programs)
+# The benchmark table takes each conversion's peak memory from GNU time.
+[ -x /usr/bin/time ] || need+=(time)
 if [ "${1:-}" = "--fuzz" ]; then
   command -v clang++ >/dev/null || need+=(clang)
   ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a >/dev/null 2>&1 || need+=(libclang-rt-dev)
