@@ -65,6 +65,7 @@ bench: deps
 	cmake -S . -B $(BENCH) -G Ninja -DCMAKE_BUILD_TYPE=Release -DTRAVUNE_BUILD_TESTS=OFF -DTRAVUNE_BUILD_BENCH=ON
 	cmake --build $(BENCH) -j $(JOBS)
 	bench/run.sh $(BENCH)
+	/usr/bin/python3 bench/conversion_table.py $(BENCH) --linearity
 
 fuzz:
 	@scripts/install-deps.sh --fuzz

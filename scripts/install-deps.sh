@@ -31,6 +31,8 @@ for module in h5py:python3-h5py dask:python3-dask distributed:python3-distribute
               tqdm:python3-tqdm pandas:python3-pandas setuptools:python3-setuptools pip:python3-pip; do
   /usr/bin/python3 -c "import ${module%%:*}" 2>/dev/null || need+=("${module##*:}")
 done
+# The benchmark table takes each conversion's peak memory from GNU time.
+[ -x /usr/bin/time ] || need+=(time)
 if [ "${1:-}" = "--fuzz" ]; then
   command -v clang++ >/dev/null || need+=(clang)
   ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a >/dev/null 2>&1 || need+=(libclang-rt-dev)

@@ -3,11 +3,14 @@
 
 #include <cmath>
 
+#include "Tenths.h"
+
 namespace travune::qulix {
 
 Thermocouple::Thermocouple(double low, std::span<const EmfPiece> pieces)
     : low_(low), pieces_(pieces), risingFrom_(FindRisingStart()),
-      emfAtRisingFrom_(Emf(risingFrom_)), emfAtHigh_(Emf(High())) {}
+      emfAtRisingFrom_(Emf(risingFrom_)), emfAtHigh_(Emf(High())),
+      tenths_(risingFrom_, High(), [this](double t) { return Emf(t); }) {}
 
 const EmfPiece& Thermocouple::PieceAt(double celsius) const {
   for (const EmfPiece& piece : pieces_) {
@@ -59,9 +62,13 @@ std::optional<double> Thermocouple::TemperatureOf(double emf) const {
   return SolveIncreasing([this](double t) { return Evaluate(t); }, emf, risingFrom_, High(), start);
 }
 
-std::optional<double> Thermocouple::CompensatedTemperature(double measuredEmf, double coldJunction) const {
+std::optional<int16_t> Thermocouple::CompensatedTenths(double measuredEmf, double coldJunction) const {
   if (!Covers(coldJunction)) return std::nullopt;
-  return TemperatureOf(measuredEmf + Emf(coldJunction));
+  const double emf = measuredEmf + Emf(coldJunction);
+  if (!(emf >= emfAtRisingFrom_ && emf <= emfAtHigh_)) return std::nullopt;
+  if (const std::optional<int16_t> tabled = tenths_.Of(emf)) return tabled;
+  const std::optional<double> celsius = TemperatureOf(emf);
+  return celsius ? RoundToTenths(*celsius) : std::nullopt;
 }
 
 }  // namespace travune::qulix

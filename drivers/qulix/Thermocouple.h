@@ -2,10 +2,12 @@
 // measuring-junction temperature, reference junction at 0 °C) and the exact inverse of it.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <span>
 
 #include "IncreasingSolver.h"
+#include "ThermocoupleTenths.h"
 
 namespace travune::qulix {
 
@@ -44,8 +46,9 @@ class Thermocouple {
   std::optional<double> TemperatureOf(double emf) const;
 
   // The measuring-junction temperature for a measured EMF with the reference junction at
-  // coldJunction °C; empty when either temperature lies outside the type's range.
-  std::optional<double> CompensatedTemperature(double measuredEmf, double coldJunction) const;
+  // coldJunction °C, rounded to tenths of a degree (half away from zero): mostly found in a
+  // table, else by TemperatureOf. Empty when either temperature lies outside the type's range.
+  std::optional<int16_t> CompensatedTenths(double measuredEmf, double coldJunction) const;
 
  private:
   const EmfPiece& PieceAt(double celsius) const;
@@ -58,6 +61,7 @@ class Thermocouple {
   double risingFrom_;
   double emfAtRisingFrom_;
   double emfAtHigh_;
+  ThermocoupleTenths tenths_;
 };
 
 }  // namespace travune::qulix

@@ -101,9 +101,9 @@ QULIX_API int32_t QlxThermocouple(int32_t, int32_t, int32_t, int32_t gain, int32
   ThermocoupleMemo::Entry& entry = memo.Slot(key);
   if (entry.key != key) {
     const double coldJunction = numWords == 2 ? ColdJunctionCelsius(static_cast<uint16_t>(reference)) : 0.0;
-    uint8_t tenths[2] = {};
-    entry.status = WriteTenths(type->CompensatedTemperature(ThermocoupleMillivolts(code, gain), coldJunction), tenths);
-    entry.tenths = le::I16(tenths);
+    const std::optional<int16_t> tenths = type->CompensatedTenths(ThermocoupleMillivolts(code, gain), coldJunction);
+    entry.status = tenths ? QLX_OK : QLX_ERR_RANGE;
+    entry.tenths = tenths.value_or(0);
     entry.key = key;
   }
   if (entry.status == QLX_OK) le::PutI16(out, entry.tenths);

@@ -16,6 +16,17 @@ namespace {
 // Raw bytes per block at most: memory stays flat whatever the size of the recording.
 constexpr int64_t kMaxBlockBytes = int64_t{16} << 20;
 constexpr int64_t kMinBlockBytes = 4096;
+// Scaled values of one block at most: the raw block, its scaled values and its output are then
+// small enough to stay in the processor's caches between scaling and formatting.
+constexpr int64_t kMaxScaledBytes = int64_t{2} << 20;
+
+// Raw bytes of the first block: every scan of the conversion when they fit the caps above.
+int64_t StartBlockBytes(const SrcFmt& source, int64_t count, int32_t chans) {
+  const int64_t scanBytes = std::max<int64_t>(1, source.GetScanSize());
+  const int64_t scansByValues = std::max<int64_t>(1, kMaxScaledBytes / (8 * std::max<int32_t>(1, chans)));
+  const int64_t scans = std::min(count, scansByValues);
+  return std::clamp(scans * scanBytes, kMinBlockBytes, kMaxBlockBytes);
+}
 
 // The header file's name: the data file's name with the format's second extension.
 std::string HeaderNameFor(const std::string& dataName, const char* ext2) {
@@ -66,8 +77,8 @@ int32_t TvnConversion::Open(const tvnConvOptions& options) {
   if (!HasDiskSpace(options.dataName, static_cast<uint64_t>(count) * static_cast<uint64_t>(perScan))) {
     return TVN_ERR_DISK_SPACE;
   }
-  const int64_t wanted = count * std::max<int64_t>(1, source.GetScanSize());
-  if (!block_.Allocate(*view_, count, perScan, std::clamp(wanted, kMinBlockBytes, kMaxBlockBytes), kMinBlockBytes) ||
+  const int64_t start = StartBlockBytes(source, count, view_->GetNumChans());
+  if (!block_.Allocate(*view_, count, perScan, start, kMinBlockBytes) ||
       !writer_->PrepareBlocks(block_.MaxScans())) {
     return TVN_ERR_NO_MEMORY;
   }
@@ -115,12 +126,12 @@ int32_t TvnConversion::Step(int64_t* done) {
 int32_t TvnConversion::Finish() {
   if (!open_) return TVN_ERR_ARGUMENT;
   open_ = false;
+  // Every write was checked when it was made; forcing the bytes to the device is left to the
+  // caller, who knows whether it needs them there (the tool does so before deleting a backup).
   const bool finished = writer_->PostConvert();
-  const bool flushed = writer_->TookDataFile() || data_.Flush();
   CloseFiles();
   block_.Release();
-  if (!finished) return TVN_ERR_WRITER;
-  return flushed ? TVN_OK : TVN_ERR_OUTPUT_WRITE;
+  return finished ? TVN_OK : TVN_ERR_WRITER;
 }
 
 void TvnConversion::CloseFiles() {

@@ -249,6 +249,7 @@ bool SrcFmtMorvane::Finish() {
   try {
     BuildRawIndex();
     scaling_.resize(channels_.size());
+    BuildThermocoupleCodeCaches();
   } catch (const std::bad_alloc&) {
     return false;
   }
@@ -257,6 +258,20 @@ bool SrcFmtMorvane::Finish() {
   }
   InitTimeFormat();
   return true;
+}
+
+// Each cache holds 256 KiB: the first few such channels get one, later ones ask the driver
+// every time, so that no description makes the source large.
+void SrcFmtMorvane::BuildThermocoupleCodeCaches() {
+  constexpr size_t kMaxCaches = 16;
+  codeCaches_.resize(channels_.size());
+  for (size_t i = 0, built = 0; i < channels_.size() && built < kMaxCaches; ++i) {
+    const MorvaneChannel& c = channels_[i];
+    if (c.type == kThermocouple13 || c.type == kThermocouple14) {
+      ++built;
+      codeCaches_[i] = std::make_unique<ThermocoupleCodeCache>(TruncatedGain(c.gain), c.polarity);
+    }
+  }
 }
 
 void SrcFmtMorvane::BuildRawIndex() {
@@ -435,7 +450,8 @@ double SrcFmtMorvane::ScaleKnown(size_t chan, const uint8_t* raw) const {
     case kThermocouple13:
     case kThermocouple14: {
       lastReferenceWord_ = w;
-      const int16_t out = DriverThermocouple(TruncatedGain(c.gain), c.polarity, raw, 1);
+      const int16_t out = codeCaches_[chan] ? codeCaches_[chan]->TenthsAt(raw)
+                                            : DriverThermocouple(TruncatedGain(c.gain), c.polarity, raw, 1);
       return out * s.m + s.b;
     }
     default:

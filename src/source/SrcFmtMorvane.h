@@ -4,10 +4,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "source/DescReader.h"
 #include "source/SrcFmt.h"
+#include "source/ThermocoupleCodeCache.h"
 
 namespace travune {
 
@@ -89,6 +91,7 @@ class SrcFmtMorvane : public SrcFmt {
   bool Parse(const uint8_t* image, size_t size);
   bool Finish();
   void BuildRawIndex();
+  void BuildThermocoupleCodeCaches();
   Scaling ComputeScaling(const MorvaneChannel& channel, int32_t chan) const;
   bool IsKnownChannel(int32_t chan) const;
   double ScaleKnown(size_t chan, const uint8_t* raw) const;
@@ -105,6 +108,8 @@ class SrcFmtMorvane : public SrcFmt {
   // The reference word scaled most recently: thermocouple pairs compensate with it. It belongs
   // to this source alone, so two acquisitions never change each other's temperatures.
   mutable uint16_t lastReferenceWord_ = 0;
+  // Driver results by code of each single-word thermocouple channel (null for the others).
+  mutable std::vector<std::unique_ptr<ThermocoupleCodeCache>> codeCaches_;
 };
 
 }  // namespace travune

@@ -5,10 +5,12 @@
 #include "platform/Platform.h"
 
 #include <algorithm>
+#include <bit>
 #include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -80,6 +82,80 @@ size_t ExponentDigitsAt(const std::string& text, size_t i) {
   return i + 2;
 }
 
+// The scientific form's fast path: precisions and decimal exponents for which the value
+// scaled to precision + 1 integer digits is one correctly rounded operation with an exact power
+// of ten (10^0 ... 10^22 are doubles) and stays far below 2^53.
+constexpr int kMaxFastPrecision = 8;
+constexpr int kMaxExactPowerOfTen = 22;
+constexpr double kExactPowersOfTen[kMaxExactPowerOfTen + 1] = {
+    1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+    1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+// The scaled value is within 1e9 * 2^-53 (about 1.1e-7) of the exact product; a fraction
+// closer than this to one half may round either way and is left to to_chars.
+constexpr double kTieMargin = 1e-6;
+
+// |value| * 10^shift in one rounding, or a negative number when the power is not exact.
+double ScaleByPowerOfTen(double magnitude, int shift) {
+  if (shift > kMaxExactPowerOfTen || shift < -kMaxExactPowerOfTen) return -1.0;
+  return shift >= 0 ? magnitude * kExactPowersOfTen[shift] : magnitude / kExactPowersOfTen[-shift];
+}
+
+// The decimal exponent of magnitude, exact or one too low: log10(2) times its binary exponent.
+// magnitude is a positive normal double here; its biased exponent field gives the binary one.
+int EstimateDecimalExponent(double magnitude) {
+  const int binaryExponent = static_cast<int>((std::bit_cast<uint64_t>(magnitude) >> 52) & 0x7FF) - 1023;
+  return static_cast<int>(std::floor(binaryExponent * 0.30102999566398120));
+}
+
+// Writes "d.ddd" for the precision + 1 digits of digits (precision 0: "d").
+char* AppendDigitsWithPoint(char* out, uint64_t digits, int precision, char mark) {
+  char text[kMaxFastPrecision + 1];
+  for (int i = precision; i >= 0; --i, digits /= 10) text[i] = static_cast<char>('0' + digits % 10);
+  *out++ = text[0];
+  if (precision == 0) return out;
+  *out++ = mark;
+  std::memcpy(out, text + 1, static_cast<size_t>(precision));
+  return out + precision;
+}
+
+// Writes the exponent letter, its sign and at least expDigits (two or more) digits.
+char* AppendExponent(char* out, int exponent, int expDigits, char expLetter) {
+  *out++ = expLetter;
+  *out++ = exponent < 0 ? '-' : '+';
+  unsigned magnitude = static_cast<unsigned>(exponent < 0 ? -exponent : exponent);
+  char text[kMaxExpDigits];
+  int count = 0;
+  for (; magnitude != 0 || count < expDigits; magnitude /= 10) text[count++] = static_cast<char>('0' + magnitude % 10);
+  while (count > 0) *out++ = text[--count];
+  return out;
+}
+
+// "%.*e" of a finite value without to_chars when the rounding is certain: the digits come
+// from one scaling by an exact power of ten. Null when the value needs the exact path.
+char* AppendScientificFast(char* out, double value, int precision, int expDigits, char mark, char expLetter) {
+  const double magnitude = std::fabs(value);
+  if (precision > kMaxFastPrecision || !(magnitude > 0.0)) return nullptr;
+  const double lowest = kExactPowersOfTen[precision];
+  const double pastHighest = kExactPowersOfTen[precision + 1];
+  int exponent = EstimateDecimalExponent(magnitude);
+  double scaled = ScaleByPowerOfTen(magnitude, precision - exponent);
+  if (scaled >= pastHighest) scaled = ScaleByPowerOfTen(magnitude, precision - ++exponent);
+  if (scaled < lowest - 0.5 || scaled >= pastHighest) return nullptr;
+  // scaled is positive and below 2^53: truncation is its floor, and the fraction is exact.
+  const uint64_t whole = static_cast<uint64_t>(scaled);
+  const double fraction = scaled - static_cast<double>(whole);
+  if (std::fabs(fraction - 0.5) < kTieMargin) return nullptr;
+  uint64_t digits = whole + (fraction > 0.5 ? 1 : 0);
+  if (digits < static_cast<uint64_t>(lowest)) return nullptr;
+  if (digits == static_cast<uint64_t>(pastHighest)) {
+    digits = static_cast<uint64_t>(lowest);
+    ++exponent;
+  }
+  if (value < 0.0) *out++ = '-';
+  out = AppendDigitsWithPoint(out, digits, precision, mark);
+  return AppendExponent(out, exponent, std::clamp(expDigits, 2, kMaxExpDigits), expLetter);
+}
+
 bool IsDigitAt(const std::string& text, size_t i) {
   return i < text.size() && std::isdigit(static_cast<unsigned char>(text[i]));
 }
@@ -116,9 +192,11 @@ char* AppendFixed(char* out, double value, int digits, char mark) {
 }
 
 char* AppendScientific(char* out, double value, int digits, int expDigits, char mark, char expLetter) {
-  const bool upper = std::isupper(static_cast<unsigned char>(expLetter)) != 0;
+  // No <cctype> here: its tables are the locale's, looked up for every value.
+  const bool upper = expLetter >= 'A' && expLetter <= 'Z';
   if (!std::isfinite(value)) return AppendNonFinite(out, value, upper);
   const int precision = std::min(EffectivePrecision(digits), MaxScientificPrecision(expDigits));
+  if (char* end = AppendScientificFast(out, value, precision, expDigits, mark, expLetter)) return end;
   const auto result = std::to_chars(out, out + kMaxNumberChars, value, std::chars_format::scientific, precision);
   SetDecimalMark(out, result.ptr, mark);
   return FixExponent(out, result.ptr, expDigits, expLetter);

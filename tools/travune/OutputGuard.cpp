@@ -136,8 +136,10 @@ bool OutputGuard::Protect(const std::vector<std::string>& outputs, std::string* 
 }
 
 bool OutputGuard::Commit(std::string* error) {
+  // Only an output that replaces a backup must be on disk before the backup goes; a new file
+  // is left to the page cache like any other program's output.
   for (const Entry& entry : entries_) {
-    if (!SyncToDisk(entry.output, error)) {
+    if (!entry.backup.empty() && !SyncToDisk(entry.output, error)) {
       Restore();
       return false;
     }

@@ -1,6 +1,6 @@
 // Keeps existing output files safe during a conversion: they are renamed to unique backups in
-// the same directory first; success flushes the new files to disk and then deletes the
-// backups, failure (or a fatal signal) deletes the partial outputs and puts the backups back.
+// the same directory first; success flushes the new files that replace one to disk and then
+// deletes the backups, failure (or a fatal signal) deletes the partial outputs and puts the backups back.
 #pragma once
 
 #include <string>
@@ -19,8 +19,8 @@ class OutputGuard {
   // Moves every existing file among outputs aside; false with error (and everything moved so
   // far put back) when one cannot be moved.
   bool Protect(const std::vector<std::string>& outputs, std::string* error);
-  // The conversion succeeded: flushes the outputs to disk, then deletes the backups; false
-  // with error (and the backups restored) when an output cannot be flushed.
+  // The conversion succeeded: flushes the outputs that replace a backup to disk, then deletes
+  // the backups; false with error (and the backups restored) when an output cannot be flushed.
   bool Commit(std::string* error);
   // The conversion failed: deletes the outputs and restores the backups.
   void Restore();

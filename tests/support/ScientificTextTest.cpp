@@ -1,0 +1,52 @@
+// The scientific form's fast digits against printf where they are hardest to get right: at
+// and beside rounding ties, at decade changes, for every precision the fast path serves.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "support/NumberText.h"
+
+namespace travune {
+namespace {
+
+std::string Scientific(double value, int digits, int expDigits, char mark = '.') {
+  char buffer[kMaxNumberChars];
+  return std::string(buffer, AppendScientific(buffer, value, digits, expDigits, mark));
+}
+
+TEST(ScientificText, AgreesWithPrintfAtTiesAndDecades) {
+  // Decimal numbers whose digit after the last printed one is 5 (ties in decimal, near-ties in
+  // binary), numbers just below a power of ten, and exact binary ties.
+  const double bases[] = {1.5, 2.5, 1.25, 0.125, 1.00005, 9.99995, 9.999949999, 9.9999500001, 99999.5, 0.000123455,
+                          3.14159265358979, 65535.0, 32767.5, 1.0, 7.0e-5, 4.0e22, 123456789.0};
+  for (double base : bases) {
+    for (int decade = -25; decade <= 25; ++decade) {
+      const double value = base * std::pow(10.0, decade);
+      for (double signedValue : {value, -value, std::nextafter(value, 0.0), std::nextafter(value, 1e300)}) {
+        for (int precision = 0; precision <= 9; ++precision) {
+          ASSERT_EQ(Scientific(signedValue, precision, 2), FormatC("%.*e", precision, signedValue))
+              << signedValue << " precision " << precision;
+        }
+      }
+    }
+  }
+}
+
+TEST(ScientificText, WidensTheExponentAndSetsTheMarkOnTheFastPath) {
+  struct Case {
+    double value;
+    int digits, expDigits;
+    char mark;
+    const char* text;
+  };
+  const Case cases[] = {
+      {1.5, 4, 3, '.', "1.5000e+000"},     {-0.000123456, 4, 3, ',', "-1,2346e-004"},
+      {9.99996, 4, 3, '.', "1.0000e+001"}, {12345.678, 0, 2, '.', "1e+04"},
+      {6.02e23, 2, 5, ',', "6,02e+00023"}, {-2.5e-7, 8, 2, '.', "-2.50000000e-07"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(Scientific(c.value, c.digits, c.expDigits, c.mark), c.text) << c.value;
+}
+
+}  // namespace
+}  // namespace travune
