@@ -20,6 +20,13 @@ command -v octave-cli >/dev/null || need+=(octave)
 /usr/bin/python3 -c "import numpy, scipy.io" 2>/dev/null || need+=(python3-numpy python3-scipy)
 command -v sox >/dev/null || need+=(sox)
 command -v sndfile-info >/dev/null || need+=(sndfile-programs)
+# The Windows build: the mingw-w64 cross compilers, widl with the Windows IDL files, and Wine.
+if [ "${1:-}" = "--windows" ]; then
+  command -v x86_64-w64-mingw32-g++-posix >/dev/null || need+=(g++-mingw-w64-x86-64)
+  command -v x86_64-w64-mingw32-widl >/dev/null || need+=(mingw-w64-tools)
+  [ -f /usr/include/wine/wine/windows/oaidl.idl ] || need+=(libwine-dev)
+  command -v wine >/dev/null || need+=(wine64)
+fi
 if [ "${1:-}" = "--fuzz" ]; then
   command -v clang++ >/dev/null || need+=(clang)
   ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a >/dev/null 2>&1 || need+=(libclang-rt-dev)
