@@ -25,7 +25,8 @@ if [ "${1:-}" = "--windows" ]; then
   command -v x86_64-w64-mingw32-g++-posix >/dev/null || need+=(g++-mingw-w64-x86-64)
   command -v x86_64-w64-mingw32-widl >/dev/null || need+=(mingw-w64-tools)
   [ -f /usr/include/wine/wine/windows/oaidl.idl ] || need+=(libwine-dev)
-  command -v wine >/dev/null || need+=(wine64)
+  command -v wine >/dev/null || need+=(wine)
+  [ -x /usr/lib/wine/wine64 ] || need+=(wine64)
 fi
 if [ "${1:-}" = "--fuzz" ]; then
   command -v clang++ >/dev/null || need+=(clang)
