@@ -26,6 +26,7 @@ trap 'wineserver -k >/dev/null 2>&1 || true' EXIT
 #                         moves the temp directory with TMPDIR, which Windows does not read
 excluded="SourceGuessTest.*:TimeTest.DaysToCalendarMatchesTheCLibraryEveryDay:UffWriterTest.NoTemporaryFileOutlivesTheWriter"
 (cd "$build/tests" && wine ./travune_tests.exe --gtest_brief=1 --gtest_filter="-$excluded" </dev/null)
+echo "test suite under Wine: passed"
 
 "$linux_travune" sample --type morvane --scans 500 "$work/client" >/dev/null
 (cd "$build" && wine ./travune_dll_client.exe "$(winepath -w "$build/travune.dll")" \
