@@ -9,6 +9,7 @@ ASAN := build/asan
 TSAN := build/tsan
 BENCH := build/bench
 FUZZ := build/fuzz
+WINDOWS := build/windows
 DEMO_DIR ?= demo-out
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
@@ -16,7 +17,7 @@ PYBUILD := build/pymod
 PYTHON_OUT := build/python
 PYTHON := /usr/bin/python3
 
-.PHONY: all deps demo test test-plain test-asan test-tsan test-python python bench fuzz install clean
+.PHONY: all deps demo test test-plain test-asan test-tsan test-python python bench fuzz install clean windows test-windows
 
 all: $(RELEASE)/build.ninja
 	cmake --build $(RELEASE) -j $(JOBS)
@@ -73,6 +74,17 @@ fuzz:
 	  -DTRAVUNE_BUILD_TESTS=OFF -DTRAVUNE_BUILD_FUZZ=ON
 	cmake --build $(FUZZ) -j $(JOBS)
 	fuzz/run.sh $(FUZZ) $(FUZZ_SECONDS)
+
+# Windows: travune.dll, qulix.dll, wrtblk32.dll and travune.exe cross-built into build/windows,
+# then tested under Wine against the Linux build's output (see the README).
+windows:
+	@scripts/install-deps.sh --windows
+	cmake -S . -B $(WINDOWS) -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DCMAKE_BUILD_TYPE=Release
+	cmake --build $(WINDOWS) -j $(JOBS) --target travune qulix wrtblk32 travune_cli
+
+test-windows: windows all
+	cmake --build $(WINDOWS) -j $(JOBS)
+	scripts/windows/test-windows.sh $(WINDOWS) $(RELEASE)/travune
 
 # A system prefix needs the dynamic linker's cache refreshed; a private one is found through
 # the program's rpath or LD_LIBRARY_PATH (see the README).

@@ -33,6 +33,14 @@ for module in h5py:python3-h5py dask:python3-dask distributed:python3-distribute
 done
 # The benchmark table takes each conversion's peak memory from GNU time.
 [ -x /usr/bin/time ] || need+=(time)
+# The Windows build: the mingw-w64 cross compilers, widl with the Windows IDL files, and Wine.
+if [ "${1:-}" = "--windows" ]; then
+  command -v x86_64-w64-mingw32-g++-posix >/dev/null || need+=(g++-mingw-w64-x86-64)
+  command -v x86_64-w64-mingw32-widl >/dev/null || need+=(mingw-w64-tools)
+  [ -f /usr/include/wine/wine/windows/oaidl.idl ] || need+=(libwine-dev)
+  command -v wine >/dev/null || need+=(wine)
+  [ -x /usr/lib/wine/wine64 ] || need+=(wine64)
+fi
 if [ "${1:-}" = "--fuzz" ]; then
   command -v clang++ >/dev/null || need+=(clang)
   ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a >/dev/null 2>&1 || need+=(libclang-rt-dev)

@@ -9,7 +9,12 @@
 extern "C" {
 #endif
 
+/* On Windows the entries are exported by ordinal through qulix.def. */
+#if defined(_WIN32)
+#define QULIX_API
+#else
 #define QULIX_API __attribute__((visibility("default")))
+#endif
 
 typedef int32_t (*QlxCallback)(int32_t, int32_t);
 

@@ -2,13 +2,11 @@
 // and samples are known, and the block written as tab-separated text, one row per sample.
 #include "DataBlock.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
 #include <charconv>
 #include <cstdio>
 #include <new>
+
+#include "LockedOutputFile.h"
 
 namespace wrtblk32 {
 
@@ -149,20 +147,8 @@ bool DataBlock::WriteText(std::FILE* file) const {
 
 int16_t DataBlock::Output(const char* path) const {
   if (path == nullptr || numTraces_ < 1 || numSamples_ < 0) return kRefused;
-  // The file is opened without truncation and locked first: a file that someone else holds
-  // open exclusively is left as it is.
-  const int fd = ::open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-  if (fd < 0) return kWriteFailed;
-  if (::flock(fd, LOCK_EX | LOCK_NB) != 0 || ::ftruncate(fd, 0) != 0) {
-    ::close(fd);
-    return kWriteFailed;
-  }
-  std::FILE* file = ::fdopen(fd, "wb");
-  if (file == nullptr) {
-    ::close(fd);
-    std::remove(path);
-    return kWriteFailed;
-  }
+  std::FILE* file = OpenLockedOutputFile(path);
+  if (file == nullptr) return kWriteFailed;
   bool written = false;
   try {
     written = WriteText(file);

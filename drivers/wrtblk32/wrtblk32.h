@@ -9,7 +9,11 @@
 extern "C" {
 #endif
 
+#if defined(_WIN32)
+#define WRTBLK32_API __declspec(dllexport)
+#else
 #define WRTBLK32_API __attribute__((visibility("default")))
+#endif
 
 /* Every entry returns a 16-bit status: 0 for success, non-zero for a refused call. Numbers are
  * passed by address, except the sample number, which is passed by value. Traces and samples

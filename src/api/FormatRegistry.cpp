@@ -228,8 +228,8 @@ TRAVUNE_API(char*) cvtGetFmtFileName(int32_t formatId, char* fileName) noexcept 
   if (fileName == nullptr) return fileName;
   const FormatRow* row = travune::FormatById(FormatSection::kTarget, formatId);
   if (row == nullptr || row->adjustName == nullptr) return fileName;
-  char* lastComponent = std::strrchr(fileName, travune::platform::kPathSeparator);
-  row->adjustName(lastComponent ? lastComponent + 1 : fileName);
+  const char* separator = travune::platform::LastPathSeparator(fileName);
+  row->adjustName(separator != nullptr ? fileName + (separator - fileName) + 1 : fileName);
   return fileName;
 }
 

@@ -1,6 +1,8 @@
 // Library load and unload: the user's number conventions handed to the session, the driver
 // callback, the Data File Access handle table. The host process's own locale is left as it is;
 // calls switch their thread's locale themselves.
+#include "api/LibraryEntry.h"
+
 #include "api/CvtSession.h"
 #include "api/DfaHandleTable.h"
 #include "platform/Platform.h"
@@ -8,9 +10,7 @@
 
 namespace travune {
 
-namespace {
-
-__attribute__((constructor)) void AttachLibrary() {
+void AttachLibrary() {
   // Asked first so that the locale objects outlive the session at process exit.
   const platform::NumberConventions& conventions = platform::UserNumberConventions();
   CvtSession& session = TheCvtSession();
@@ -21,8 +21,6 @@ __attribute__((constructor)) void AttachLibrary() {
 }
 
 // Sessions still open when the library is unloaded are closed, their files with them.
-__attribute__((destructor)) void DetachLibrary() { DetachDataFileAccess(); }
-
-}  // namespace
+void DetachLibrary() { DetachDataFileAccess(); }
 
 }  // namespace travune

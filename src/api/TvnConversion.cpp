@@ -7,6 +7,7 @@
 
 #include "api/CvtSession.h"
 #include "api/FormatRegistry.h"
+#include "platform/Platform.h"
 #include "support/FilePath.h"
 
 namespace travune {
@@ -30,9 +31,10 @@ int64_t StartBlockBytes(const SrcFmt& source, int64_t count, int32_t chans) {
 
 // The header file's name: the data file's name with the format's second extension.
 std::string HeaderNameFor(const std::string& dataName, const char* ext2) {
-  const size_t slash = dataName.find_last_of('/');
+  const char* separator = platform::LastPathSeparator(dataName.c_str());
+  const size_t nameStart = separator == nullptr ? 0 : static_cast<size_t>(separator - dataName.c_str()) + 1;
   const size_t dot = dataName.find_last_of('.');
-  const std::string stem = (dot != std::string::npos && (slash == std::string::npos || dot > slash))
+  const std::string stem = (dot != std::string::npos && dot >= nameStart)
                                ? dataName.substr(0, dot)
                                : dataName;
   return stem + "." + ext2;

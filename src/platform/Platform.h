@@ -3,8 +3,6 @@
 // memory checks, the clock).
 #pragma once
 
-#include <locale.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -29,6 +27,11 @@ struct FileInformation {
 // process or another, fails while this one is open. Move-only; closes on destruction.
 class File {
  public:
+  // The system's handle of the open file: a file descriptor on POSIX systems, a HANDLE on
+  // Windows. -1 (also the value of Windows' INVALID_HANDLE_VALUE) means none.
+  using NativeHandle = intptr_t;
+  static constexpr NativeHandle kNoHandle = -1;
+
   File() = default;
   ~File();
   File(File&& other) noexcept;
@@ -48,7 +51,7 @@ class File {
   // never opened.
   static File CreateExclusive(const char* path);
 
-  bool IsOpen() const { return fd_ >= 0; }
+  bool IsOpen() const { return handle_ != kNoHandle; }
   void Close();
 
   // Reads exactly n bytes at offset; false on error or a short read.
@@ -72,8 +75,8 @@ class File {
   bool GetInformation(FileInformation* out) const;
 
  private:
-  explicit File(int fd) : fd_(fd) {}
-  int fd_ = -1;
+  explicit File(NativeHandle handle) : handle_(handle) {}
+  NativeHandle handle_ = kNoHandle;
 };
 
 // Deletes a file; false when it could not be deleted.
@@ -90,8 +93,15 @@ std::string TempDirectory();
 std::string MakePrivateTempDir();
 // Removes an empty directory; false when it could not be removed.
 bool RemoveDir(const char* path);
-// The path separator of this platform.
+// The path separator this platform writes.
+#ifdef _WIN32
+constexpr char kPathSeparator = '\\';
+#else
 constexpr char kPathSeparator = '/';
+#endif
+// The last character of path that separates directories (on Windows '\\', '/' or the colon
+// of a drive), or null when it has none.
+const char* LastPathSeparator(const char* path);
 
 // Free bytes available to the caller on the volume that holds path (its directory when the
 // file does not exist yet). False when the query fails.
@@ -101,13 +111,17 @@ bool FreeDiskBytes(const char* path, uint64_t* freeBytes);
 // for (the library does so when it is loaded); the process's global locale is never changed.
 struct NumberConventions {
   char decimalMark;           // the locale's radix character, '.' when it has no one-byte one
-  std::string listSeparator;  // ";" when the decimal mark is ",", else ","
+  // On Windows the system locale's list separator; elsewhere ";" when the decimal mark is ",",
+  // else ","
+  std::string listSeparator;
 };
 const NumberConventions& UserNumberConventions();
 
 // Makes the user's locale the calling thread's locale while the object lives, then restores
 // the thread's previous locale. Text the library formats with printf inside gets the user's
-// decimal mark; the host process's own locale is left alone.
+// decimal mark; the host process's own locale is left alone. The Windows C runtime the library
+// is built against has no per-thread locale, so there both classes leave the locale as it is
+// (the library writes its numbers with explicit decimal marks, not through the locale).
 class ScopedUserLocale {
  public:
   ScopedUserLocale();
@@ -116,7 +130,7 @@ class ScopedUserLocale {
   ScopedUserLocale& operator=(const ScopedUserLocale&) = delete;
 
  private:
-  locale_t previous_;
+  void* previous_;  // the thread's locale object before the switch
 };
 
 // The same for the "C" locale: numbers parsed or printed inside read and write '.' whatever
@@ -129,10 +143,11 @@ class ScopedCLocale {
   ScopedCLocale& operator=(const ScopedCLocale&) = delete;
 
  private:
-  locale_t previous_;
+  void* previous_;  // the thread's locale object before the switch
 };
 
-// Shows a message to the user: one line on standard error.
+// Shows a message to the user: one line on standard error on POSIX systems, a message box with
+// an OK button and no owner window on Windows.
 void ShowMessage(const char* caption, const char* text);
 
 // Dynamic modules.

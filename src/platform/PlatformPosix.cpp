@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <langinfo.h>
+#include <locale.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -107,19 +108,22 @@ bool CopyThroughKernel(void* to, const void* from, size_t size, bool writeTarget
   return moved == static_cast<ssize_t>(size);
 }
 
+// The descriptor a File keeps as its native handle.
+int Descriptor(intptr_t handle) { return static_cast<int>(handle); }
+
 }  // namespace
 
 // ---- File -----------------------------------------------------------------------------
 
 File::~File() { Close(); }
 
-File::File(File&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+File::File(File&& other) noexcept : handle_(other.handle_) { other.handle_ = kNoHandle; }
 
 File& File::operator=(File&& other) noexcept {
   if (this != &other) {
     Close();
-    fd_ = other.fd_;
-    other.fd_ = -1;
+    handle_ = other.handle_;
+    other.handle_ = kNoHandle;
   }
   return *this;
 }
@@ -139,18 +143,18 @@ File File::CreateExclusive(const char* path) {
 }
 
 void File::Close() {
-  if (fd_ < 0) return;
-  ::close(fd_);  // also releases the lock
-  fd_ = -1;
+  if (!IsOpen()) return;
+  ::close(Descriptor(handle_));  // also releases the lock
+  handle_ = kNoHandle;
 }
 
 bool File::ReadAt(uint64_t offset, void* buffer, size_t n) const {
-  if (fd_ < 0 || !RangeFits(offset, n)) return false;
+  if (!IsOpen() || !RangeFits(offset, n)) return false;
   auto* bytes = static_cast<uint8_t*>(buffer);
   size_t done = 0;
   while (done < n) {
     const ssize_t got = RetryOnInterrupt(
-        [&] { return ::pread(fd_, bytes + done, n - done, static_cast<off_t>(offset + done)); });
+        [&] { return ::pread(Descriptor(handle_), bytes + done, n - done, static_cast<off_t>(offset + done)); });
     if (got <= 0) return false;  // error, or the file ends before n bytes
     done += static_cast<size_t>(got);
   }
@@ -158,12 +162,12 @@ bool File::ReadAt(uint64_t offset, void* buffer, size_t n) const {
 }
 
 bool File::WriteAt(uint64_t offset, const void* buffer, size_t n) {
-  if (fd_ < 0 || !RangeFits(offset, n)) return false;
+  if (!IsOpen() || !RangeFits(offset, n)) return false;
   const auto* bytes = static_cast<const uint8_t*>(buffer);
   size_t done = 0;
   while (done < n) {
     const ssize_t put = RetryOnInterrupt(
-        [&] { return ::pwrite(fd_, bytes + done, n - done, static_cast<off_t>(offset + done)); });
+        [&] { return ::pwrite(Descriptor(handle_), bytes + done, n - done, static_cast<off_t>(offset + done)); });
     if (put <= 0) return false;
     done += static_cast<size_t>(put);
   }
@@ -171,11 +175,11 @@ bool File::WriteAt(uint64_t offset, const void* buffer, size_t n) {
 }
 
 bool File::Write(const void* buffer, size_t n) {
-  if (fd_ < 0) return false;
+  if (!IsOpen()) return false;
   const auto* bytes = static_cast<const uint8_t*>(buffer);
   size_t done = 0;
   while (done < n) {
-    const ssize_t put = RetryOnInterrupt([&] { return ::write(fd_, bytes + done, n - done); });
+    const ssize_t put = RetryOnInterrupt([&] { return ::write(Descriptor(handle_), bytes + done, n - done); });
     if (put <= 0) return false;
     done += static_cast<size_t>(put);
   }
@@ -183,11 +187,11 @@ bool File::Write(const void* buffer, size_t n) {
 }
 
 int64_t File::Read(void* buffer, size_t n) {
-  if (fd_ < 0) return -1;
+  if (!IsOpen()) return -1;
   auto* bytes = static_cast<uint8_t*>(buffer);
   size_t done = 0;
   while (done < n) {
-    const ssize_t got = RetryOnInterrupt([&] { return ::read(fd_, bytes + done, n - done); });
+    const ssize_t got = RetryOnInterrupt([&] { return ::read(Descriptor(handle_), bytes + done, n - done); });
     if (got < 0) return -1;
     if (got == 0) break;
     done += static_cast<size_t>(got);
@@ -196,34 +200,34 @@ int64_t File::Read(void* buffer, size_t n) {
 }
 
 bool File::Seek(uint64_t offset) {
-  if (fd_ < 0 || !RangeFits(offset, 0)) return false;
-  return ::lseek(fd_, static_cast<off_t>(offset), SEEK_SET) >= 0;
+  if (!IsOpen() || !RangeFits(offset, 0)) return false;
+  return ::lseek(Descriptor(handle_), static_cast<off_t>(offset), SEEK_SET) >= 0;
 }
 
-int64_t File::Tell() const { return fd_ < 0 ? -1 : static_cast<int64_t>(::lseek(fd_, 0, SEEK_CUR)); }
+int64_t File::Tell() const { return !IsOpen() ? -1 : static_cast<int64_t>(::lseek(Descriptor(handle_), 0, SEEK_CUR)); }
 
 int64_t File::Size() const {
   struct stat st;
-  if (fd_ < 0 || ::fstat(fd_, &st) != 0) return -1;
+  if (!IsOpen() || ::fstat(Descriptor(handle_), &st) != 0) return -1;
   return static_cast<int64_t>(st.st_size);
 }
 
 bool File::Resize(uint64_t size) {
-  if (fd_ < 0 || !RangeFits(size, 0)) return false;
-  return RetryOnInterrupt([&] { return ::ftruncate(fd_, static_cast<off_t>(size)); }) == 0;
+  if (!IsOpen() || !RangeFits(size, 0)) return false;
+  return RetryOnInterrupt([&] { return ::ftruncate(Descriptor(handle_), static_cast<off_t>(size)); }) == 0;
 }
 
-bool File::Flush() { return fd_ >= 0 && RetryOnInterrupt([&] { return ::fsync(fd_); }) == 0; }
+bool File::Flush() { return IsOpen() && RetryOnInterrupt([&] { return ::fsync(Descriptor(handle_)); }) == 0; }
 
 bool File::GetInformation(FileInformation* out) const {
   struct stat st;
-  if (fd_ < 0 || out == nullptr || ::fstat(fd_, &st) != 0) return false;
+  if (!IsOpen() || out == nullptr || ::fstat(Descriptor(handle_), &st) != 0) return false;
   const uint64_t device = static_cast<uint64_t>(st.st_dev);
   const uint64_t index = static_cast<uint64_t>(st.st_ino);
   const uint64_t size = static_cast<uint64_t>(st.st_size);
   *out = FileInformation{};
   out->attributes = Attributes(st.st_mode);
-  SplitFileTime(CreationTime(fd_, st), &out->creationLow, &out->creationHigh);
+  SplitFileTime(CreationTime(Descriptor(handle_), st), &out->creationLow, &out->creationHigh);
   SplitFileTime(st.st_atim, &out->lastAccessLow, &out->lastAccessHigh);
   SplitFileTime(st.st_mtim, &out->lastWriteLow, &out->lastWriteHigh);
   out->volumeSerial = static_cast<uint32_t>(device ^ (device >> 32));
@@ -242,6 +246,8 @@ bool DeleteFile(const char* path) { return path != nullptr && ::unlink(path) == 
 bool RenameFile(const char* from, const char* to) {
   return from != nullptr && to != nullptr && ::rename(from, to) == 0;
 }
+
+const char* LastPathSeparator(const char* path) { return path != nullptr ? std::strrchr(path, kPathSeparator) : nullptr; }
 
 bool PathExists(const char* path) {
   struct stat st;
@@ -322,10 +328,10 @@ const NumberConventions& UserNumberConventions() { return Locales().Conventions(
 // uselocale returns the thread's locale before the switch; given null (a locale object that
 // could not be made) it changes nothing and only returns the current one.
 ScopedUserLocale::ScopedUserLocale() : previous_(::uselocale(Locales().User())) {}
-ScopedUserLocale::~ScopedUserLocale() { ::uselocale(previous_); }
+ScopedUserLocale::~ScopedUserLocale() { ::uselocale(static_cast<locale_t>(previous_)); }
 
 ScopedCLocale::ScopedCLocale() : previous_(::uselocale(Locales().C())) {}
-ScopedCLocale::~ScopedCLocale() { ::uselocale(previous_); }
+ScopedCLocale::~ScopedCLocale() { ::uselocale(static_cast<locale_t>(previous_)); }
 
 void ShowMessage(const char* caption, const char* text) {
   std::fprintf(stderr, "%s: %s\n", caption != nullptr ? caption : "Error", text != nullptr ? text : "");

@@ -1,16 +1,23 @@
-// Path splitting and making: directory up to the last '/', extension from the last point of
-// the file name. There are no drive letters here, so the drive part is always empty.
+// Path splitting and making: directory up to the last separator the platform knows ('/', and on
+// Windows also '\\' and a drive's colon), extension from the last point of the file name. A
+// drive stays part of the directory, so the drive part is always empty.
 #include "support/FilePath.h"
 
 #include <algorithm>
 #include <string_view>
 #include <utility>
 
+#include "platform/Platform.h"
+
 namespace travune {
 
 namespace {
 
-constexpr char kSeparator = '/';
+// Where the file name of path starts: just after its last separator, else at 0.
+size_t NameStart(const char* path) {
+  const char* separator = platform::LastPathSeparator(path);
+  return separator == nullptr ? 0 : static_cast<size_t>(separator - path) + 1;
+}
 
 bool Fits(std::string_view text, size_t limit) { return text.size() < limit; }
 
@@ -29,8 +36,7 @@ const char* FilePath::Compose(const char* path) {
   std::string drive = drive_, dir = dir_, base = base_, ext = ext_;
   if (path != nullptr) {
     const std::string_view whole(path);
-    const size_t lastSeparator = whole.rfind(kSeparator);
-    const size_t nameStart = lastSeparator == std::string_view::npos ? 0 : lastSeparator + 1;
+    const size_t nameStart = NameStart(path);
     const std::string_view name = whole.substr(nameStart);
     const size_t nameEnd = std::min(name.rfind('.'), name.size());
     drive.clear();
@@ -39,7 +45,7 @@ const char* FilePath::Compose(const char* path) {
     ext = name.substr(nameEnd);
   }
   std::string full = drive + dir;
-  if (!dir.empty() && dir.back() != kSeparator) full += kSeparator;
+  if (!dir.empty() && NameStart(dir.c_str()) != dir.size()) full += platform::kPathSeparator;
   full += base;
   if (!ext.empty() && ext.front() != '.') full += '.';
   full += ext;

@@ -71,7 +71,7 @@ bool TgtFmtDIAdem::PreConvert(const char* dataName, platform::File*, platform::F
   headerWritten_ = false;
   if (headerFile == nullptr || dataName == nullptr) return false;
   // Key 211 names the data file as it lies beside the header: no directory.
-  const char* slash = std::strrchr(dataName, platform::kPathSeparator);
+  const char* slash = platform::LastPathSeparator(dataName);
   FilePath data;
   if (data.Compose(slash != nullptr ? slash + 1 : dataName) == nullptr) return false;
 

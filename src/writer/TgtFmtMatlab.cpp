@@ -60,7 +60,7 @@ bool TgtFmtMatlab::PreConvert(const char* dataName, platform::File* dataFile, pl
   }
   // The text names the file by its base name alone; a base name too long for a file-name part
   // is refused rather than cut.
-  const char* slash = std::strrchr(dataName, platform::kPathSeparator);
+  const char* slash = platform::LastPathSeparator(dataName);
   FilePath data;
   if (data.Compose(slash != nullptr ? slash + 1 : dataName) == nullptr) return false;
   const std::string text =

@@ -3,9 +3,7 @@
 // flush the new files before the old ones go.
 #include "Conversion.h"
 
-#include <fcntl.h>
 #include <strings.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,6 +15,7 @@
 
 #include "ArgParser.h"
 #include "Commands.h"
+#include "HostSystem.h"
 #include "Messages.h"
 #include "OutputGuard.h"
 #include "Paths.h"
@@ -68,25 +67,21 @@ std::string DataOpenFailure(const ConversionJob& job) {
            " in any letter case, such as " + ReplaceExtension(fs::path(data).filename().string(), "") +
            fs::path(data).extension().string() + " or with the extension in capitals); give it with --data FILE";
   }
-  const int fd = open(data.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) {
-    const int saved = errno;
-    return data + ": cannot open the data file: " + ErrnoText(saved) +
+  const OpenCheck check = CheckOpenForReading(data);
+  if (check.error != 0) {
+    return data + ": cannot open the data file: " + ErrnoText(check.error) +
            (job.data.empty() ? "" : "; check the name given with --data");
   }
-  const bool held = flock(fd, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-  close(fd);
-  if (held) return data + ": the data file is held by another process (another conversion?); try again when it ends";
+  if (check.held) return data + ": the data file is held by another process (another conversion?); try again when it ends";
   return data + ": " + tvnStatusText(TVN_ERR_DATA_OPEN);
 }
 
 std::string OpenFailure(const ConversionJob& job, int32_t status) {
   switch (status) {
     case TVN_ERR_DESC_OPEN: {
-      const int fd = open(job.description.c_str(), O_RDONLY | O_CLOEXEC);
-      const int saved = errno;
-      if (fd >= 0) close(fd);
-      return job.description + ": cannot open the description: " + (fd < 0 ? ErrnoText(saved) : "held by another process");
+      const OpenCheck check = CheckOpenForReading(job.description);
+      return job.description + ": cannot open the description: " +
+             (check.error != 0 ? ErrnoText(check.error) : "held by another process");
     }
     case TVN_ERR_DATA_OPEN:
       return DataOpenFailure(job);

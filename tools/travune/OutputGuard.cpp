@@ -2,17 +2,18 @@
 // restore them when the process is stopped by a signal.
 #include "OutputGuard.h"
 
-#include <fcntl.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <mutex>
+
+#include "HostSystem.h"
 
 namespace travune::cli {
 namespace {
@@ -59,15 +60,15 @@ void RestoreOnSignal(int sig) {
       unlink(slot.output);
     }
   }
-  signal(sig, SIG_DFL);
-  raise(sig);
+  std::signal(sig, SIG_DFL);
+  std::raise(sig);
 }
 
 // A name beside path that no file has yet: ".NAME.travune-backup-PID", then "...-PID-1", ...
 std::string FreeBackupName(const std::string& path) {
   const fs::path p(path);
   const std::string stem =
-      (p.parent_path() / ("." + p.filename().string() + kBackupMark + std::to_string(getpid()))).string();
+      (p.parent_path() / ("." + p.filename().string() + kBackupMark + std::to_string(CurrentProcessId()))).string();
   std::string candidate = stem;
   std::error_code ec;
   for (int n = 1; fs::symlink_status(candidate, ec).type() != fs::file_type::not_found; ++n) {
@@ -82,29 +83,17 @@ bool Exists(const std::string& path) {
 }
 
 // Writes the file's data and then its directory entry to disk.
-bool SyncToDisk(const std::string& path, std::string* error) {
-  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  const bool synced = fd >= 0 && fsync(fd) == 0;
-  const int saved = errno;
-  if (fd >= 0) close(fd);
-  if (!synced) {
-    *error = path + ": cannot flush the new file to disk: " + std::strerror(saved);
-    return false;
-  }
-  const fs::path parent = fs::path(path).parent_path();
-  const int dirFd = open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (dirFd >= 0) {
-    fsync(dirFd);
-    close(dirFd);
-  }
-  return true;
+bool SyncedToDisk(const std::string& path, std::string* error) {
+  const int failure = SyncToDisk(path);
+  if (failure != 0) *error = path + ": cannot flush the new file to disk: " + std::strerror(failure);
+  return failure == 0;
 }
 
 // The process id a backup name carries, or 0 when it carries none.
-pid_t OwnerOf(const std::string& name) {
+long OwnerOf(const std::string& name) {
   const size_t mark = name.find(kBackupMark);
   if (mark == std::string::npos) return 0;
-  return static_cast<pid_t>(std::atol(name.c_str() + mark + std::strlen(kBackupMark)));
+  return std::atol(name.c_str() + mark + std::strlen(kBackupMark));
 }
 
 }  // namespace
@@ -139,7 +128,7 @@ bool OutputGuard::Commit(std::string* error) {
   // Only an output that replaces a backup must be on disk before the backup goes; a new file
   // is left to the page cache like any other program's output.
   for (const Entry& entry : entries_) {
-    if (!entry.backup.empty() && !SyncToDisk(entry.output, error)) {
+    if (!entry.backup.empty() && !SyncedToDisk(entry.output, error)) {
       Restore();
       return false;
     }
@@ -166,17 +155,7 @@ void OutputGuard::Restore() {
   done_ = true;
 }
 
-void InstallRestoringSignalHandlers() {
-  for (const int sig : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ}) {
-    struct sigaction current {};
-    sigaction(sig, nullptr, &current);
-    if (current.sa_handler == SIG_IGN) continue;
-    struct sigaction action {};
-    action.sa_handler = RestoreOnSignal;
-    sigemptyset(&action.sa_mask);
-    sigaction(sig, &action, nullptr);
-  }
-}
+void InstallRestoringSignalHandlers() { OnStopSignals(RestoreOnSignal); }
 
 std::vector<std::string> StaleBackupsIn(const std::string& dir) {
   std::vector<std::string> stale;
@@ -184,9 +163,7 @@ std::vector<std::string> StaleBackupsIn(const std::string& dir) {
   for (fs::directory_iterator it(dir.empty() ? "." : dir, ec), end; !ec && it != end; it.increment(ec)) {
     const std::string name = it->path().filename().string();
     if (name.empty() || name[0] != '.' || name.find(kBackupMark) == std::string::npos) continue;
-    const pid_t owner = OwnerOf(name);
-    const bool ownerRuns = owner > 0 && (kill(owner, 0) == 0 || errno == EPERM);
-    if (!ownerRuns) stale.push_back(it->path().string());
+    if (!ProcessRuns(OwnerOf(name))) stale.push_back(it->path().string());
   }
   return stale;
 }

@@ -39,7 +39,7 @@ std::string FindDataFile(const std::string& descName, int32_t sourceType) {
   const fs::path dir = wanted.has_parent_path() ? wanted.parent_path() : fs::path(".");
   for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
     const std::string candidate = it->path().filename().string();
-    if (strcasecmp(candidate.c_str(), wanted.filename().c_str()) == 0) {
+    if (strcasecmp(candidate.c_str(), wanted.filename().string().c_str()) == 0) {
       return wanted.has_parent_path() ? (dir / candidate).string() : candidate;
     }
   }

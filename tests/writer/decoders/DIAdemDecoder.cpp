@@ -52,7 +52,7 @@ std::vector<Keys> ChannelBlocks(const std::string& header) {
 
 // Where a float channel lies; false when its keys do not describe one of dataPath.
 bool Position(const Keys& keys, const std::string& dataPath, int* position, int* perScan) {
-  const size_t slash = dataPath.rfind('/');
+  const size_t slash = dataPath.find_last_of("/\\");
   const std::string fileName = slash == std::string::npos ? dataPath : dataPath.substr(slash + 1);
   if (keys.count(210) == 0 || keys.at(210) != "EXPLICIT" || keys.count(211) == 0 || keys.at(211) != fileName ||
       keys.count(213) == 0 || keys.at(213) != "BLOCK" || keys.count(214) == 0 || keys.at(214) != "REAL32" ||
