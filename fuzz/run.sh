@@ -2,13 +2,13 @@
 # Runs every libFuzzer target of BUILD_DIR for SECONDS seconds each, one after the other at low
 # priority, on a corpus kept under BUILD_DIR and seeded from fuzz/corpus/<target>/ and, for the
 # acquisition targets, from `travune sample` of every source type (fuzz/pack_seeds.py). Every
-# crash, timeout (> 1 s), leak or out-of-memory (> 512 MB) input is kept as
-# tests/data/fuzz/<target>-<hash>, and the run then fails. Prints one line per target and adds it
+# crash, timeout (> FUZZ_TIMEOUT s, default 1), leak or out-of-memory (> 512 MB) input is kept as
+# tests/data/fuzz/<target>-<kind>-<cause>-<hash>, and the run then fails. Prints one line per target and adds it
 # to BUILD_DIR/fuzz-totals.tsv, the record of every run.
 set -uo pipefail
 
-if [ $# -ne 2 ] || ! [[ "$2" =~ ^[1-9][0-9]*$ ]]; then
-  echo "usage: fuzz/run.sh BUILD_DIR SECONDS" >&2
+if [ $# -lt 2 ] || ! [[ "$2" =~ ^[1-9][0-9]*$ ]]; then
+  echo "usage: fuzz/run.sh BUILD_DIR SECONDS [TARGET...]   (FUZZ_TIMEOUT: seconds per input, default 1)" >&2
   exit 2
 fi
 BUILD_DIR=$(cd "$1" && pwd) || exit 2
@@ -16,6 +16,7 @@ SECONDS_PER_TARGET=$2
 SRC_DIR=$(cd "$(dirname "$0")/.." && pwd)
 REGRESSION_DIR="$SRC_DIR/tests/data/fuzz"
 TARGETS=(source_desc keyword_desc qulix conversion dfa tvn bindesc)
+[ $# -gt 2 ] && TARGETS=("${@:3}")
 TOTALS="$BUILD_DIR/fuzz-totals.tsv"
 
 # What the run's log says broke: the sanitizer's error kind, undefined behaviour, a broken
@@ -66,12 +67,14 @@ run_target() {
     -rss_limit_mb=1024 -malloc_limit_mb=512 -max_len=16384 -artifact_prefix="$artifacts/" \
     -print_final_stats=1 >"$log" 2>&1
   local status=$?
-  local found executions
+  local found executions slowest
   found=$(keep_findings "$target" "$artifacts" "$log")
   executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)
+  slowest=$(sed -n 's/^stat::slowest_unit_time_sec: *//p' "$log" | tail -1)
   printf '%s\t%s\t%s\t%s\t%s\n' "$(date -u +%FT%TZ)" "$target" "${executions:-0}" $((SECONDS - started)) \
     "$found" >>"$TOTALS"
-  echo "fuzz: $target: ${executions:-0} executions in $((SECONDS - started))s, $found new finding(s) (log: $log)"
+  echo "fuzz: $target: ${executions:-0} executions in $((SECONDS - started))s, slowest input ${slowest:-?}s," \
+    "$found new finding(s) (log: $log)"
   if [ "$status" -ne 0 ] || [ "$found" -ne 0 ]; then
     echo "fuzz: $target FAILED (exit $status); the report:" >&2
     grep -E -A40 '^==[0-9]+==ERROR|runtime error|promise broken|ALARM|deadly signal|out-of-memory' "$log" |

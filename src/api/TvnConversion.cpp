@@ -66,7 +66,10 @@ int32_t TvnConversion::Open(const tvnConvOptions& options) {
   if (!HasDiskSpace(options.dataName, static_cast<uint64_t>(count) * static_cast<uint64_t>(perScan))) {
     return TVN_ERR_DISK_SPACE;
   }
-  const int64_t wanted = count * std::max<int64_t>(1, source.GetScanSize());
+  // Never a block larger than the data file: a source that counts the scans its description
+  // programs (Tarquil) may claim billions of them for a file of a few bytes.
+  const int64_t wanted =
+      std::min(count * std::max<int64_t>(1, source.GetScanSize()), acquisition_.Files().DataFileSize());
   if (!block_.Allocate(*view_, count, perScan, std::clamp(wanted, kMinBlockBytes, kMaxBlockBytes), kMinBlockBytes) ||
       !writer_->PrepareBlocks(block_.MaxScans())) {
     return TVN_ERR_NO_MEMORY;
