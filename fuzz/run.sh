@@ -63,7 +63,8 @@ run_target() {
   local dict=()
   [ "$target" = qulix ] || [ "$target" = bindesc ] || dict=(-dict="$SRC_DIR/fuzz/keyword.dict")
   local started=$SECONDS
-  nice -n 10 "$binary" "$corpus" "${dict[@]}" -max_total_time="$SECONDS_PER_TARGET" -timeout="${FUZZ_TIMEOUT:-1}" \
+  # The ME'scope writer loads the block-writer stand-in built beside the library.
+  LD_LIBRARY_PATH="$BUILD_DIR${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}" nice -n 10 "$binary" "$corpus" "${dict[@]}" -max_total_time="$SECONDS_PER_TARGET" -timeout="${FUZZ_TIMEOUT:-1}" \
     -rss_limit_mb=1024 -malloc_limit_mb=512 -max_len=16384 -artifact_prefix="$artifacts/" \
     -print_final_stats=1 >"$log" 2>&1
   local status=$?
