@@ -216,10 +216,10 @@ TEST(HostileCounts, ClaimedCountsNeverAllocateBeyondTheFiles) {
   fs::create_directories(dir);
   for (const HostileCase& c : kCases) {
     SCOPED_TRACE(c.name);
-    const samples::SampleSpec spec{c.type, 40, 4};
+    const samples::SampleSpec sample{c.type, 40, 4};
     std::vector<std::string> files;
     std::string error;
-    ASSERT_TRUE(samples::WriteSample(spec, (dir / "acq").string(), &files, &error)) << error;
+    ASSERT_TRUE(samples::WriteSample(sample, (dir / "acq").string(), &files, &error)) << error;
     Bytes desc = ReadBytes(files[0]);
     c.patch(&desc);
     WriteBytes(files[0], desc);

@@ -100,17 +100,17 @@ std::vector<uint8_t> PackAcquisition(std::vector<uint8_t> control, const std::ve
 TEST(FuzzRegression, SamplesOfEverySourceTypeAreHandled) {
   const fs::path dir = fs::temp_directory_path() / ("travune-fuzz-samples-" + std::to_string(::getpid()));
   fs::create_directories(dir);
-  const samples::SampleSpec specs[] = {{3, 12, 6}, {4, 12, 6}, {4, 12, 6, true}, {2, 12, 6}, {2, 12, 6, false, true},
+  const samples::SampleSpec kSamples[] = {{3, 12, 6}, {4, 12, 6}, {4, 12, 6, true}, {2, 12, 6}, {2, 12, 6, false, true},
                                        {7, 12, 6, false, true}, {8, 12, 6}, {5, 12, 6, false, false, 3},
                                        {6, 12, 6}, {6, 12, 6, false, true}};
-  for (const samples::SampleSpec& spec : specs) {
-    SCOPED_TRACE(spec.type);
+  for (const samples::SampleSpec& sample : kSamples) {
+    SCOPED_TRACE(sample.type);
     std::vector<std::string> written;
     std::string error;
-    ASSERT_TRUE(samples::WriteSample(spec, (dir / "sample").string(), &written, &error)) << error;
+    ASSERT_TRUE(samples::WriteSample(sample, (dir / "sample").string(), &written, &error)) << error;
     const std::vector<uint8_t> desc = FileBytes(written[0]);
     const std::vector<uint8_t> data = FileBytes(written[1]);
-    const uint8_t type = static_cast<uint8_t>(spec.type - fuzz::kFirstSourceType);
+    const uint8_t type = static_cast<uint8_t>(sample.type - fuzz::kFirstSourceType);
     for (uint8_t format = 0; format < 14; ++format) {
       for (uint8_t api : {0, 1}) {
         const std::vector<uint8_t> in = PackAcquisition({type, format, api}, desc, data);
@@ -124,14 +124,14 @@ TEST(FuzzRegression, SamplesOfEverySourceTypeAreHandled) {
     // The exercises leave the library working and nothing in the scratch directory.
     EXPECT_TRUE(fs::is_empty(fuzz::ScratchDir::Instance().Path("")));
     tvnAcq* acq = nullptr;
-    ASSERT_EQ(tvnAcqOpen(written[0].c_str(), written[1].c_str(), spec.type, &acq), TVN_OK);
-    std::vector<double> values(static_cast<size_t>(spec.scans * samples::NumChannels(spec)));
-    EXPECT_EQ(tvnAcqReadFloat64(acq, 0, spec.scans, nullptr, 0, values.data()), TVN_OK);
-    EXPECT_DOUBLE_EQ(values.back(), samples::ExpectedValue(spec, spec.scans - 1, samples::NumChannels(spec) - 1));
+    ASSERT_EQ(tvnAcqOpen(written[0].c_str(), written[1].c_str(), sample.type, &acq), TVN_OK);
+    std::vector<double> values(static_cast<size_t>(sample.scans * samples::NumChannels(sample)));
+    EXPECT_EQ(tvnAcqReadFloat64(acq, 0, sample.scans, nullptr, 0, values.data()), TVN_OK);
+    EXPECT_DOUBLE_EQ(values.back(), samples::ExpectedValue(sample, sample.scans - 1, samples::NumChannels(sample) - 1));
     tvnAcqClose(acq);
-    if (spec.type != 3 && spec.type != 4) continue;
+    if (sample.type != 3 && sample.type != 4) continue;
     for (uint8_t way : {0, 1, 2, 6}) {
-      const std::vector<uint8_t> in = PackAcquisition({static_cast<uint8_t>(spec.type == 4), way, 6, 6, 4, 0x34, 0x12}, desc, data);
+      const std::vector<uint8_t> in = PackAcquisition({static_cast<uint8_t>(sample.type == 4), way, 6, 6, 4, 0x34, 0x12}, desc, data);
       fuzz::ExerciseBinDesc(in.data(), in.size());
     }
   }
