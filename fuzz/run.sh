@@ -1,28 +1,45 @@
 #!/usr/bin/env bash
-# Runs every libFuzzer target of BUILD_DIR for SECONDS seconds each, on a corpus kept under
-# BUILD_DIR and seeded from fuzz/corpus/<target>/. Every crash, timeout, leak or out-of-memory
-# input is kept as tests/data/fuzz/<target>-<hash>, and the run then fails.
+# Runs every libFuzzer target of BUILD_DIR for SECONDS seconds each, one after the other at low
+# priority, on a corpus kept under BUILD_DIR and seeded from fuzz/corpus/<target>/ and, for the
+# acquisition targets, from `travune sample` of every source type (fuzz/pack_seeds.py). Every
+# crash, timeout (> FUZZ_TIMEOUT s, default 1), leak or out-of-memory (> 512 MB) input is kept as
+# tests/data/fuzz/<target>-<kind>-<cause>-<hash>, and the run then fails. Prints one line per target and adds it
+# to BUILD_DIR/fuzz-totals.tsv, the record of every run.
 set -uo pipefail
 
-if [ $# -ne 2 ] || ! [[ "$2" =~ ^[1-9][0-9]*$ ]]; then
-  echo "usage: fuzz/run.sh BUILD_DIR SECONDS" >&2
+if [ $# -lt 2 ] || ! [[ "$2" =~ ^[1-9][0-9]*$ ]]; then
+  echo "usage: fuzz/run.sh BUILD_DIR SECONDS [TARGET...]   (FUZZ_TIMEOUT: seconds per input, default 1)" >&2
   exit 2
 fi
 BUILD_DIR=$(cd "$1" && pwd) || exit 2
 SECONDS_PER_TARGET=$2
 SRC_DIR=$(cd "$(dirname "$0")/.." && pwd)
 REGRESSION_DIR="$SRC_DIR/tests/data/fuzz"
-TARGETS=(source_desc keyword_desc qulix)
+TARGETS=(source_desc keyword_desc qulix conversion dfa tvn bindesc)
+[ $# -gt 2 ] && TARGETS=("${@:3}")
+TOTALS="$BUILD_DIR/fuzz-totals.tsv"
 
-# Keeps the findings of one target's run; prints how many there were.
+# What the run's log says broke: the sanitizer's error kind, undefined behaviour, a broken
+# promise of the interface, or nothing more precise than libFuzzer's own artifact kind.
+cause_of() {
+  local log=$1 kind
+  kind=$(grep -oE 'ERROR: (AddressSanitizer|LeakSanitizer): [a-z-]+' "$log" | head -1 | sed 's/.*: //')
+  if [ -z "$kind" ] && grep -q 'runtime error' "$log"; then kind=undefined-behaviour; fi
+  if [ -z "$kind" ] && grep -q 'promise broken' "$log"; then kind=broken-promise; fi
+  echo "${kind:-unknown}"
+}
+
+# Keeps the findings of one target's run as <target>-<artifact kind>-<cause>-<hash>; prints how
+# many there were. Rename a kept finding after the fix to say what it broke.
 keep_findings() {
-  local target=$1 artifacts=$2 count=0 file hash
+  local target=$1 artifacts=$2 log=$3 count=0 file hash name
   for file in "$artifacts"/*; do
     [ -f "$file" ] || continue
     hash=$(sha1sum "$file" | cut -c1-16)
+    name="$target-$(basename "$file" | cut -d- -f1)-$(cause_of "$log")-$hash"
     mkdir -p "$REGRESSION_DIR"
-    cp "$file" "$REGRESSION_DIR/$target-$hash"
-    echo "  $(basename "$file") -> tests/data/fuzz/$target-$hash" >&2
+    cp "$file" "$REGRESSION_DIR/$name"
+    echo "  $(basename "$file") -> tests/data/fuzz/$name" >&2
     count=$((count + 1))
   done
   echo "$count"
@@ -42,22 +59,39 @@ run_target() {
   rm -rf "$artifacts"
   mkdir -p "$corpus" "$artifacts" "$(dirname "$log")"
   cp -n "$SRC_DIR/fuzz/corpus/$target/"* "$corpus/" 2>/dev/null
+  cp -n "$SAMPLE_SEEDS/$target/"* "$corpus/" 2>/dev/null
   local dict=()
-  [ "$target" = qulix ] || dict=(-dict="$SRC_DIR/fuzz/keyword.dict")
-  echo "fuzz: $target for ${SECONDS_PER_TARGET}s (log: $log)"
-  "$binary" "$corpus" "${dict[@]}" -max_total_time="$SECONDS_PER_TARGET" -timeout=10 -rss_limit_mb=2048 \
-    -max_len=8192 -artifact_prefix="$artifacts/" -print_final_stats=1 >"$log" 2>&1
+  [ "$target" = qulix ] || [ "$target" = bindesc ] || dict=(-dict="$SRC_DIR/fuzz/keyword.dict")
+  local started=$SECONDS
+  # The ME'scope writer loads the block-writer stand-in built beside the library.
+  LD_LIBRARY_PATH="$BUILD_DIR${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}" nice -n 10 "$binary" "$corpus" "${dict[@]}" -max_total_time="$SECONDS_PER_TARGET" -timeout="${FUZZ_TIMEOUT:-1}" \
+    -rss_limit_mb=1024 -malloc_limit_mb=512 -max_len=16384 -artifact_prefix="$artifacts/" \
+    -print_final_stats=1 >"$log" 2>&1
   local status=$?
-  local found
-  found=$(keep_findings "$target" "$artifacts")
+  local found executions slowest
+  found=$(keep_findings "$target" "$artifacts" "$log")
+  executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)
+  slowest=$(sed -n 's/^stat::slowest_unit_time_sec: *//p' "$log" | tail -1)
+  printf '%s\t%s\t%s\t%s\t%s\n' "$(date -u +%FT%TZ)" "$target" "${executions:-0}" $((SECONDS - started)) \
+    "$found" >>"$TOTALS"
+  echo "fuzz: $target: ${executions:-0} executions in $((SECONDS - started))s, slowest input ${slowest:-?}s," \
+    "$found new finding(s) (log: $log)"
   if [ "$status" -ne 0 ] || [ "$found" -ne 0 ]; then
-    echo "fuzz: $target FAILED (exit $status, $found finding(s)); the report:" >&2
-    grep -E -A40 '^==[0-9]+==ERROR|runtime error|promise broken|ALARM|deadly signal' "$log" | head -60 >&2
+    echo "fuzz: $target FAILED (exit $status); the report:" >&2
+    grep -E -A40 '^==[0-9]+==ERROR|runtime error|promise broken|ALARM|deadly signal|out-of-memory' "$log" |
+      head -60 >&2
     return 1
   fi
-  grep -E '^stat::number_of_executed_units|^#[0-9]+ *DONE' "$log" | tail -2
   return 0
 }
+
+# Seeds from the samples of every source type, made afresh with the travune tool of BUILD_DIR.
+SAMPLE_SEEDS="$BUILD_DIR/fuzz-sample-seeds"
+rm -rf "$SAMPLE_SEEDS"
+if ! /usr/bin/python3 "$SRC_DIR/fuzz/pack_seeds.py" "$BUILD_DIR/travune" "$SAMPLE_SEEDS"; then
+  echo "fuzz: the sample seeds could not be made with $BUILD_DIR/travune" >&2
+  exit 1
+fi
 
 failed=0
 for target in "${TARGETS[@]}"; do

@@ -44,6 +44,8 @@ fi
 if [ "${1:-}" = "--fuzz" ]; then
   command -v clang++ >/dev/null || need+=(clang)
   ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a >/dev/null 2>&1 || need+=(libclang-rt-dev)
+  # fuzz/coverage.sh measures the corpora's line coverage with llvm-profdata and llvm-cov.
+  ls /usr/lib/llvm-*/bin/llvm-cov >/dev/null 2>&1 || need+=(llvm)
 fi
 
 if [ ${#need[@]} -gt 0 ]; then

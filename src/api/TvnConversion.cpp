@@ -22,11 +22,13 @@ constexpr int64_t kMinBlockBytes = 4096;
 constexpr int64_t kMaxScaledBytes = int64_t{2} << 20;
 
 // Raw bytes of the first block: every scan of the conversion when they fit the caps above.
-int64_t StartBlockBytes(const SrcFmt& source, int64_t count, int32_t chans) {
+// Never a block larger than the data file either: a source that counts the scans its description
+// programs (Tarquil) may claim billions of them for a file of a few bytes.
+int64_t StartBlockBytes(const SrcFmt& source, int64_t count, int32_t chans, int64_t dataFileBytes) {
   const int64_t scanBytes = std::max<int64_t>(1, source.GetScanSize());
   const int64_t scansByValues = std::max<int64_t>(1, kMaxScaledBytes / (8 * std::max<int32_t>(1, chans)));
   const int64_t scans = std::min(count, scansByValues);
-  return std::clamp(scans * scanBytes, kMinBlockBytes, kMaxBlockBytes);
+  return std::clamp(std::min(scans * scanBytes, dataFileBytes), kMinBlockBytes, kMaxBlockBytes);
 }
 
 // The header file's name: the data file's name with the format's second extension.
@@ -79,7 +81,7 @@ int32_t TvnConversion::Open(const tvnConvOptions& options) {
   if (!HasDiskSpace(options.dataName, static_cast<uint64_t>(count) * static_cast<uint64_t>(perScan))) {
     return TVN_ERR_DISK_SPACE;
   }
-  const int64_t start = StartBlockBytes(source, count, view_->GetNumChans());
+  const int64_t start = StartBlockBytes(source, count, view_->GetNumChans(), acquisition_.Files().DataFileSize());
   if (!block_.Allocate(*view_, count, perScan, start, kMinBlockBytes) ||
       !writer_->PrepareBlocks(block_.MaxScans())) {
     return TVN_ERR_NO_MEMORY;

@@ -42,7 +42,10 @@ void PutClockStamp(uint8_t* out, double days) {
   CalendarTime calendar;
   DaysToCalendar(days, &calendar);
   const double timeOfDay = DaysToSeconds(days - std::floor(days)) + kHalfMicrosecond;
-  const double microseconds = (timeOfDay - std::floor(timeOfDay)) * kMicrosecondsPerSecond;
+  // A time that is not a number or infinite: the calendar shows midnight of its nearest day, so
+  // no microseconds either (and no conversion of a NaN to an integer).
+  const double microseconds =
+      std::isfinite(days) ? (timeOfDay - std::floor(timeOfDay)) * kMicrosecondsPerSecond : 0.0;
   out[0] = static_cast<uint8_t>(calendar.hour);
   out[1] = static_cast<uint8_t>(calendar.minute);
   out[2] = static_cast<uint8_t>(calendar.second);
