@@ -205,7 +205,10 @@ TRAVUNE_API(void) tvnAcqClose(tvnAcq* acq) TRAVUNE_NOEXCEPT;
 typedef struct tvnAcqInfo {
   int32_t sourceType;        /* source type id (TRAVUNE_SRC_*) */
   int32_t channels;
-  int64_t scans;             /* whole scans in the data file */
+  int64_t scans;             /* scans the source counts: the whole scans in the data file, or for
+                                a source that counts what its description programs (Tarquil)
+                                that count, even where the file holds fewer (reads past the
+                                file's end then fail with TVN_ERR_DATA_READ) */
   int64_t programmedScans;   /* scans the description programs */
   int64_t scanBytes;         /* bytes of one raw scan */
   int64_t dataBytes;         /* size of the data file */

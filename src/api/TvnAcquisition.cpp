@@ -67,9 +67,13 @@ int32_t TvnAcquisition::Open(const char* descName, const char* dataName, int32_t
 }
 
 bool TvnAcquisition::ReadBlock(int64_t first, int64_t* scans) {
-  if (raw_.empty()) raw_.resize(static_cast<size_t>(kReadBlockBytes));
+  // The buffer grows to what the reads ask for, at most kReadBlockBytes: a read of a few scans
+  // costs a few pages, not the whole block.
+  const int64_t scanBytes = std::max<int64_t>(1, Source().GetScanSize());
+  const int64_t wanted = std::clamp(std::min(*scans, kReadBlockBytes) * scanBytes, int64_t{4096}, kReadBlockBytes);
+  if (static_cast<int64_t>(raw_.size()) < wanted) raw_.resize(static_cast<size_t>(wanted));
   int64_t bytes = 0, offset = 0;
-  Source().GetBlockLayout(kReadBlockBytes, scans, &bytes, first, &offset);
+  Source().GetBlockLayout(static_cast<int64_t>(raw_.size()), scans, &bytes, first, &offset);
   // A scan larger than the buffer: read it alone in a buffer of its own size.
   if (*scans == 0) {
     int64_t one = 1;
