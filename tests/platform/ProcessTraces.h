@@ -40,6 +40,18 @@ inline std::map<std::string, std::string> FilesBelow(const std::filesystem::path
   return files;
 }
 
+// "" when the two are equal; otherwise where they first differ, with a little of each around
+// that place, so that a failure stays readable for files of any size.
+inline std::string FirstDifference(const std::string& actual, const std::string& expected) {
+  if (actual == expected) return "";
+  size_t at = 0;
+  while (at < actual.size() && at < expected.size() && actual[at] == expected[at]) ++at;
+  const size_t from = at < 40 ? 0 : at - 40;
+  return "sizes " + std::to_string(actual.size()) + " and " + std::to_string(expected.size()) +
+         ", first difference at byte " + std::to_string(at) + ": \"" + actual.substr(from, 80) + "\" instead of \"" +
+         expected.substr(from, 80) + "\"";
+}
+
 // Every entry below dir, directories included.
 inline int EntriesBelow(const std::filesystem::path& dir) {
   int count = 0;
