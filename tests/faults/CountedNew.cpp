@@ -1,6 +1,7 @@
 // operator new of the fault-test program: every allocation of the library (and of the standard
 // library on its behalf) goes through here, so an armed allocation fault fails the nth one,
 // whatever container or plain new asked for it. Nothing is counted while no fault is armed.
+// Over-aligned allocations, which the library does not make, keep the standard versions.
 #include <cstdlib>
 #include <new>
 
