@@ -57,6 +57,9 @@ const WriterCase kWriters[] = {
     {"Pernix", TRAVUNE_FMT_PERNIX, Expect::kNoOutput},
 };
 
+// The writer's name in test listings, instead of the bytes of the record.
+void PrintTo(const WriterCase& writer, std::ostream* os) { *os << writer.name; }
+
 // How the conversion in the limited child went.
 struct LimitedRun {
   bool childLived = false;  // it answered every step

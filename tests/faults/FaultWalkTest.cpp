@@ -188,6 +188,10 @@ const Kind kKinds[] = {
     {"Allocation", FaultKind::kAllocation},
 };
 
+// Names for test listings, instead of the bytes of the records.
+void PrintTo(const Session& session, std::ostream* os) { *os << session.name; }
+void PrintTo(const Kind& kind, std::ostream* os) { *os << kind.name; }
+
 // Far more calls of one kind than any of these runs makes: a walk that gets here is stuck.
 constexpr uint64_t kMostCalls = 100000;
 
