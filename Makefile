@@ -35,12 +35,12 @@ demo: $(RELEASE)/build.ninja
 test: test-plain test-asan test-tsan test-python
 
 test-plain: deps
-	cmake -S . -B $(DEBUG) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake -S . -B $(DEBUG) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTRAVUNE_FAULT_INJECTION=ON
 	cmake --build $(DEBUG) -j $(JOBS)
 	cd $(DEBUG) && LC_ALL=C ctest --output-on-failure -j $(JOBS)
 
 test-asan: deps
-	cmake -S . -B $(ASAN) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTRAVUNE_SANITIZE=ON
+	cmake -S . -B $(ASAN) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTRAVUNE_SANITIZE=ON -DTRAVUNE_FAULT_INJECTION=ON
 	cmake --build $(ASAN) -j $(JOBS)
 	cd $(ASAN) && LC_ALL=de_DE.UTF-8 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
 	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j $(JOBS)

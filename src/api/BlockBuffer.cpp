@@ -71,7 +71,11 @@ BlockBuffer::Result BlockBuffer::Convert(SrcFmt& source, const platform::File& i
   const int64_t produced = writer.ConvertDataBlock(*count, area, first);
   if (produced < 0 || area.Overflowed() || static_cast<uint64_t>(produced) > allowed) return Result::kWriterFailed;
   if (produced > 0) {
-    if (out == nullptr || !out->WriteAt(*offset, memory_.get(), static_cast<size_t>(produced))) {
+    if (out == nullptr) return Result::kWriteFailed;
+    if (!out->WriteAt(*offset, memory_.get(), static_cast<size_t>(produced))) {
+      // A write that failed part-way (disk full, file too large) may have stored the start of
+      // the block: cut it off, so that the file ends with the last whole block written.
+      out->Resize(*offset);
       return Result::kWriteFailed;
     }
     *offset += static_cast<uint64_t>(produced);

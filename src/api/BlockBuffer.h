@@ -29,7 +29,8 @@ class BlockBuffer {
 
   // Converts the block of at most *count scans from first: reads it from in, has the writer
   // format it, and writes the bytes produced at *offset of out (advancing it). *count becomes
-  // the scans the block held. A writer that produces more than it announced is refused.
+  // the scans the block held. A writer that produces more than it announced is refused. After a
+  // failed write the file ends at *offset again, after the last whole block.
   Result Convert(SrcFmt& source, const platform::File& in, TgtFmt& writer, platform::File* out, uint64_t* offset,
                  int64_t first, int64_t* count);
 

@@ -101,11 +101,17 @@ int32_t CvtSession::InitConversion(const char* headerName, const char* dataName,
     ClosePair(pair);
     return result;
   }
-  writer_->PreConvert(data.c_str(), &pair.data, pair.header.IsOpen() ? &pair.header : nullptr,
-                      static_cast<int64_t>(totalScans_));
+  preConvertFailed_ = !writer_->PreConvert(data.c_str(), &pair.data, pair.header.IsOpen() ? &pair.header : nullptr,
+                                           static_cast<int64_t>(totalScans_));
   preConverted_ = true;
-  // Blocks follow whatever PreConvert wrote.
-  dataOffset_ = static_cast<uint64_t>(std::max<int64_t>(0, pair.data.IsOpen() ? pair.data.Size() : 0));
+  // Blocks follow whatever PreConvert wrote; a file whose end cannot be told would have them
+  // written over its header.
+  const int64_t end = pair.data.IsOpen() ? pair.data.Size() : 0;
+  if (end < 0) {
+    CloseConversion(formatId);
+    return TRAVUNE_ERR_DATA_CREATE;
+  }
+  dataOffset_ = static_cast<uint64_t>(end);
   scansDone_ = 0;
   firstScan_ = 0;
   return 0;
@@ -151,11 +157,11 @@ int32_t CvtSession::CloseConversion(int32_t formatId) {
   bool tookData = false;
   if (writer_) {
     // Only a writer whose files were prepared has anything to finish.
-    if (preConverted_ && !writer_->PostConvert()) result = TRAVUNE_ERR_WRITER;
+    if (preConverted_ && (!writer_->FinishConversion() || preConvertFailed_)) result = TRAVUNE_ERR_WRITER;
     tookData = writer_->TookDataFile();
     writer_.reset();
   }
-  preConverted_ = false;
+  preConverted_ = preConvertFailed_ = false;
   block_.Release();
   const int32_t position = FindFormat(FormatSection::kTarget, formatId);
   if (position >= 0) {

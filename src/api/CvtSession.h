@@ -61,6 +61,9 @@ class CvtSession {
   std::unique_ptr<TgtFmt> writer_;
   int32_t writerFormatPos_ = -1;
   bool preConverted_ = false;
+  // PreConvert reported failure (a header write or allocation): the conversion goes on, as
+  // callers expect, and its close reports the failure.
+  bool preConvertFailed_ = false;
   BlockBuffer block_;
   uint64_t dataOffset_ = 0;  // where the next block goes in the output data file
   int64_t startBlockBytes_ = 0;

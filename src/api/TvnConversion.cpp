@@ -88,8 +88,15 @@ int32_t TvnConversion::Open(const tvnConvOptions& options) {
   }
   const int32_t created = CreateFiles(options, row->ext2);
   if (created != TVN_OK) return created;
-  writer_->PreConvert(dataName_.c_str(), &data_, header_.IsOpen() ? &header_ : nullptr, count);
-  offset_ = static_cast<uint64_t>(std::max<int64_t>(0, data_.IsOpen() ? data_.Size() : 0));
+  // A header that could not be written, or a data file whose end cannot be told (the blocks
+  // would go over the header), fails the open.
+  const bool started = writer_->PreConvert(dataName_.c_str(), &data_, header_.IsOpen() ? &header_ : nullptr, count);
+  const int64_t end = data_.IsOpen() ? data_.Size() : 0;
+  if (!started || end < 0) {
+    CloseFiles();
+    return TVN_ERR_OUTPUT_WRITE;
+  }
+  offset_ = static_cast<uint64_t>(end);
   open_ = true;
   return TVN_OK;
 }
@@ -132,7 +139,7 @@ int32_t TvnConversion::Finish() {
   open_ = false;
   // Every write was checked when it was made; forcing the bytes to the device is left to the
   // caller, who knows whether it needs them there (the tool does so before deleting a backup).
-  const bool finished = writer_->PostConvert();
+  const bool finished = writer_->FinishConversion();
   CloseFiles();
   block_.Release();
   return finished ? TVN_OK : TVN_ERR_WRITER;

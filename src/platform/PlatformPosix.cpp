@@ -19,6 +19,8 @@
 
 #include "platform/Platform.h"
 
+#include "platform/FaultInjection.h"
+
 namespace travune::platform {
 
 namespace {
@@ -47,9 +49,9 @@ bool RangeFits(uint64_t offset, size_t n) {
 }
 
 // Opens path with flags (mode for a file it creates) and takes the exclusive lock; -1 when
-// either fails.
-int OpenLocked(const char* path, int flags, mode_t mode = 0666) {
-  if (path == nullptr) return -1;
+// either fails. kind says which schedule of a test build's injected failures the open counts in.
+int OpenLocked(const char* path, int flags, mode_t mode = 0666, FaultKind kind = FaultKind::kOpen) {
+  if (path == nullptr || FaultDue(kind)) return -1;
   const int fd = RetryOnInterrupt([&] { return ::open(path, flags | O_CLOEXEC, mode); });
   if (fd < 0) return -1;
   struct stat st;
@@ -139,7 +141,7 @@ File File::Create(const char* path) {
 }
 
 File File::CreateExclusive(const char* path) {
-  return File(OpenLocked(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600));
+  return File(OpenLocked(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600, FaultKind::kTempFile));
 }
 
 void File::Close() {
@@ -149,7 +151,7 @@ void File::Close() {
 }
 
 bool File::ReadAt(uint64_t offset, void* buffer, size_t n) const {
-  if (!IsOpen() || !RangeFits(offset, n)) return false;
+  if (!IsOpen() || !RangeFits(offset, n) || FaultDue(FaultKind::kRead)) return false;
   auto* bytes = static_cast<uint8_t*>(buffer);
   size_t done = 0;
   while (done < n) {
@@ -162,7 +164,7 @@ bool File::ReadAt(uint64_t offset, void* buffer, size_t n) const {
 }
 
 bool File::WriteAt(uint64_t offset, const void* buffer, size_t n) {
-  if (!IsOpen() || !RangeFits(offset, n)) return false;
+  if (!IsOpen() || !RangeFits(offset, n) || FaultDue(FaultKind::kWrite)) return false;
   const auto* bytes = static_cast<const uint8_t*>(buffer);
   size_t done = 0;
   while (done < n) {
@@ -175,7 +177,7 @@ bool File::WriteAt(uint64_t offset, const void* buffer, size_t n) {
 }
 
 bool File::Write(const void* buffer, size_t n) {
-  if (!IsOpen()) return false;
+  if (!IsOpen() || FaultDue(FaultKind::kWrite)) return false;
   const auto* bytes = static_cast<const uint8_t*>(buffer);
   size_t done = 0;
   while (done < n) {
@@ -187,7 +189,7 @@ bool File::Write(const void* buffer, size_t n) {
 }
 
 int64_t File::Read(void* buffer, size_t n) {
-  if (!IsOpen()) return -1;
+  if (!IsOpen() || FaultDue(FaultKind::kRead)) return -1;
   auto* bytes = static_cast<uint8_t*>(buffer);
   size_t done = 0;
   while (done < n) {
@@ -200,28 +202,33 @@ int64_t File::Read(void* buffer, size_t n) {
 }
 
 bool File::Seek(uint64_t offset) {
-  if (!IsOpen() || !RangeFits(offset, 0)) return false;
+  if (!IsOpen() || !RangeFits(offset, 0) || FaultDue(FaultKind::kSeek)) return false;
   return ::lseek(Descriptor(handle_), static_cast<off_t>(offset), SEEK_SET) >= 0;
 }
 
-int64_t File::Tell() const { return !IsOpen() ? -1 : static_cast<int64_t>(::lseek(Descriptor(handle_), 0, SEEK_CUR)); }
+int64_t File::Tell() const {
+  if (!IsOpen() || FaultDue(FaultKind::kSeek)) return -1;
+  return static_cast<int64_t>(::lseek(Descriptor(handle_), 0, SEEK_CUR));
+}
 
 int64_t File::Size() const {
   struct stat st;
-  if (!IsOpen() || ::fstat(Descriptor(handle_), &st) != 0) return -1;
+  if (!IsOpen() || FaultDue(FaultKind::kSize) || ::fstat(Descriptor(handle_), &st) != 0) return -1;
   return static_cast<int64_t>(st.st_size);
 }
 
 bool File::Resize(uint64_t size) {
-  if (!IsOpen() || !RangeFits(size, 0)) return false;
+  if (!IsOpen() || !RangeFits(size, 0) || FaultDue(FaultKind::kWrite)) return false;
   return RetryOnInterrupt([&] { return ::ftruncate(Descriptor(handle_), static_cast<off_t>(size)); }) == 0;
 }
 
-bool File::Flush() { return IsOpen() && RetryOnInterrupt([&] { return ::fsync(Descriptor(handle_)); }) == 0; }
+bool File::Flush() {
+  return IsOpen() && !FaultDue(FaultKind::kWrite) && RetryOnInterrupt([&] { return ::fsync(Descriptor(handle_)); }) == 0;
+}
 
 bool File::GetInformation(FileInformation* out) const {
   struct stat st;
-  if (!IsOpen() || out == nullptr || ::fstat(Descriptor(handle_), &st) != 0) return false;
+  if (!IsOpen() || out == nullptr || FaultDue(FaultKind::kSize) || ::fstat(Descriptor(handle_), &st) != 0) return false;
   const uint64_t device = static_cast<uint64_t>(st.st_dev);
   const uint64_t index = static_cast<uint64_t>(st.st_ino);
   const uint64_t size = static_cast<uint64_t>(st.st_size);
@@ -262,15 +269,20 @@ std::string TempDirectory() {
 }
 
 std::string MakePrivateTempDir() {
+  if (FaultDue(FaultKind::kTempFile)) return "";
   std::string pattern = TempDirectory() + "travune-XXXXXX";
+  // Room for the separator first: nothing may fail once the directory exists.
+  pattern.reserve(pattern.size() + 1);
   if (::mkdtemp(pattern.data()) == nullptr) return "";  // mkdtemp creates it with mode 0700
-  return pattern + kPathSeparator;
+  pattern += kPathSeparator;
+  return pattern;
 }
 
 bool RemoveDir(const char* path) { return path != nullptr && ::rmdir(path) == 0; }
 
 bool FreeDiskBytes(const char* path, uint64_t* freeBytes) {
   if (path == nullptr || freeBytes == nullptr) return false;
+  if (FreeBytesOverride(freeBytes)) return true;
   struct statvfs vfs;
   if (::statvfs(VolumeDirectory(path).c_str(), &vfs) != 0) return false;
   uint64_t product = 0;

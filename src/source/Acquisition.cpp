@@ -46,11 +46,12 @@ Acquisition::Status Acquisition::Open(const char* descName, const char* dataName
     context.dataFileSize = dataFileSize_;
     status = BuildSource(image.get(), imageSize, typeId, context);
   }
+  if (status == Status::kOk) status = PrepareSource(descName, dataName, desc);
   if (status != Status::kOk) {
+    source_.reset();
     data_.Close();
     return status;
   }
-  PrepareSource(descName, dataName, desc);
   return Status::kOk;
 }
 
@@ -66,19 +67,27 @@ Acquisition::Status Acquisition::OpenHeld(platform::File descFile, const uint8_t
     context.dataFileSize = dataFileSize_;
     status = BuildSource(image, size, typeId, context);
   }
+  if (status == Status::kOk) status = PrepareSource(descName, dataName, descFile);
   if (status != Status::kOk) {
+    source_.reset();
     data_.Close();
     return status;
   }
-  PrepareSource(descName, dataName, descFile);
   desc_ = std::move(descFile);
   return Status::kOk;
 }
 
-void Acquisition::PrepareSource(const char* descName, const char* dataName, const platform::File& desc) {
+Acquisition::Status Acquisition::PrepareSource(const char* descName, const char* dataName,
+                                               const platform::File& desc) {
   source_->SetDataFileSize(static_cast<double>(dataFileSize_));
-  source_->SetFileInfo(descName, dataName, &desc, &data_);
+  switch (source_->SetFileInfo(descName, dataName, &desc, &data_)) {
+    case SrcFmt::FileInfoResult::kOk: break;
+    case SrcFmt::FileInfoResult::kNoMemory: return Status::kNoMemory;
+    case SrcFmt::FileInfoResult::kDescUnreadable: return Status::kDescRead;
+    case SrcFmt::FileInfoResult::kDataUnreadable: return Status::kDataOpen;
+  }
   source_->LoadTimeStamps(&data_);
+  return Status::kOk;
 }
 
 Acquisition::Status Acquisition::OpenImage(const uint8_t* image, size_t size, int32_t typeId, SourceContext context) {

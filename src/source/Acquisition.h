@@ -58,8 +58,10 @@ class Acquisition {
 
  private:
   Status BuildSource(const uint8_t* image, size_t size, int32_t typeId, SourceContext context);
-  // Sizes and names the new source and loads its time stamps from the data file.
-  void PrepareSource(const char* descName, const char* dataName, const platform::File& desc);
+  // Sizes and names the new source and loads its time stamps from the data file. A file whose
+  // information cannot be read counts as unreadable: its dates would be missing from outputs.
+  // A name that cannot be copied is a lack of memory.
+  Status PrepareSource(const char* descName, const char* dataName, const platform::File& desc);
 
   std::unique_ptr<SrcFmt> source_;
   platform::File desc_;  // held only by OpenHeld

@@ -26,9 +26,10 @@ size_t CopyName(const String& name, char* buf, size_t size) {
   return copied;
 }
 
-void ReadFileInformation(const platform::File* file, platform::FileInformation* out) {
+// False when the file is open and its information cannot be read.
+bool ReadFileInformation(const platform::File* file, platform::FileInformation* out) {
   *out = platform::FileInformation{};
-  if (file != nullptr && file->IsOpen()) file->GetInformation(out);
+  return file == nullptr || !file->IsOpen() || file->GetInformation(out);
 }
 
 }  // namespace
@@ -161,17 +162,22 @@ bool SrcFmt::BlockHolds(int64_t scan) const {
   return blockSet_ && block_ != nullptr && scan >= blockFirstScan_ && scan - blockFirstScan_ < blockScans_;
 }
 
-void SrcFmt::SetFileInfo(const char* descName, const char* dataName, const platform::File* descFile,
-                         const platform::File* dataFile) {
+SrcFmt::FileInfoResult SrcFmt::SetFileInfo(const char* descName, const char* dataName,
+                                           const platform::File* descFile, const platform::File* dataFile) {
   descName_.Assign(descName);
   dataName_.Assign(dataName);
-  ReadFileInformation(descFile, &descInfo_);
-  ReadFileInformation(dataFile, &dataInfo_);
+  // A name that could not be copied would be missing from the outputs that quote it.
+  if ((descName != nullptr && descName_.IsEmpty()) || (dataName != nullptr && dataName_.IsEmpty())) {
+    return FileInfoResult::kNoMemory;
+  }
+  if (!ReadFileInformation(descFile, &descInfo_)) return FileInfoResult::kDescUnreadable;
+  return ReadFileInformation(dataFile, &dataInfo_) ? FileInfoResult::kOk : FileInfoResult::kDataUnreadable;
 }
 
 void SrcFmt::CopyFileInfo(const SrcFmt& from) {
   descName_.Assign(from.descName_.c_str());
   dataName_.Assign(from.dataName_.c_str());
+  if (descName_.IsEmpty() || dataName_.IsEmpty()) throw std::bad_alloc();
   descInfo_ = from.descInfo_;
   dataInfo_ = from.dataInfo_;
 }

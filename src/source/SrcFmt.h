@@ -68,9 +68,12 @@ class SrcFmt {
   // Hands over the raw block just read. The buffer stays the caller's.
   virtual void SetRawBlock(uint8_t* buffer, int64_t scans, int64_t firstScan);
   void SetOptions(uint32_t flags);
-  void SetFileInfo(const char* descName, const char* dataName, const platform::File* descFile,
-                   const platform::File* dataFile);
-  // Takes over another source's file names and information (a view of that source).
+  // Stores both names and the information on both open files; says what could not be had.
+  enum class FileInfoResult { kOk, kNoMemory, kDescUnreadable, kDataUnreadable };
+  FileInfoResult SetFileInfo(const char* descName, const char* dataName, const platform::File* descFile,
+                           const platform::File* dataFile);
+  // Takes over another source's file names and information (a view of that source). Throws
+  // std::bad_alloc when a name cannot be copied.
   void CopyFileInfo(const SrcFmt& from);
   size_t GetDataFileName(char* buf, size_t size) const;
   size_t GetDescFileName(char* buf, size_t size) const;

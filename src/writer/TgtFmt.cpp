@@ -14,6 +14,14 @@ bool TgtFmt::PostConvert() { return true; }
 
 int64_t TgtFmt::ConvertDataBlock(int64_t, OutputArea&, int64_t) { return 0; }
 
+bool TgtFmt::FinishConversion() noexcept {
+  try {
+    return PostConvert();
+  } catch (...) {
+    return false;
+  }
+}
+
 bool TgtFmt::PrepareBlocks(int64_t maxScansPerBlock) { return Reserve(maxScansPerBlock); }
 
 bool TgtFmt::Reserve(int64_t scans) {

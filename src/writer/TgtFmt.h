@@ -49,6 +49,9 @@ class TgtFmt {
   virtual bool PostConvert();
   virtual int64_t ConvertDataBlock(int64_t scans, OutputArea& out, int64_t firstScan);
 
+  // PostConvert as the session calls it: anything it throws (no memory for a name) counts as a
+  // failure to finish, so that the session still closes its files and reports the failure.
+  bool FinishConversion() noexcept;
   // Reserves the scaled values of the largest block; false when that cannot be allocated.
   bool PrepareBlocks(int64_t maxScansPerBlock);
 
