@@ -39,11 +39,16 @@ test-plain: deps
 	cmake --build $(DEBUG) -j $(JOBS)
 	cd $(DEBUG) && LC_ALL=C ctest --output-on-failure -j $(JOBS)
 
+# The fault walk is ten times slower under the sanitizers: there it walks a text writer, a
+# headered one, raw floats, the block-writer library, Data File Access and UFF through the
+# handle API; the plain run walks every writer.
+ASAN_SKIPPED_WALKS := FaultWalk.*/(Halvard|SnapMaster|DADiSP|DASYLab|Matlab|Text|Uff58Ascii|Uff58Binary|Wav|Pernix)_
+
 test-asan: deps
 	cmake -S . -B $(ASAN) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTRAVUNE_SANITIZE=ON -DTRAVUNE_FAULT_INJECTION=ON
 	cmake --build $(ASAN) -j $(JOBS)
 	cd $(ASAN) && LC_ALL=de_DE.UTF-8 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
-	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j $(JOBS)
+	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j $(JOBS) -E '$(ASAN_SKIPPED_WALKS)'
 
 # Handles of the handle API used on several threads at once, under ThreadSanitizer.
 test-tsan: deps
