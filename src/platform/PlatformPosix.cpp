@@ -144,6 +144,10 @@ void File::Close() {
   fd_ = -1;
 }
 
+void File::AdviseSequentialReading() const {
+  if (fd_ >= 0) posix_fadvise(fd_, 0, 0, POSIX_FADV_SEQUENTIAL);
+}
+
 bool File::ReadAt(uint64_t offset, void* buffer, size_t n) const {
   if (fd_ < 0 || !RangeFits(offset, n)) return false;
   auto* bytes = static_cast<uint8_t*>(buffer);
