@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 
 namespace travune {
@@ -14,6 +15,12 @@ class ParallelChunks {
 
   // The job of one chunk: its number and its part [begin, end) of the range.
   using Job = std::function<void(size_t chunk, size_t begin, size_t end)>;
+
+  // Fewest values a chunk works on: below this, starting a thread costs more than it saves.
+  static constexpr int64_t kMinValuesPerChunk = 16384;
+
+  // How many chunks work on values values with at most threads threads.
+  static size_t ChunksFor(int64_t values, int32_t threads);
 
   // The first index of chunk of a range of count cut into chunks parts of near-equal size.
   static size_t ChunkBegin(size_t chunk, size_t count, size_t chunks) { return count * chunk / chunks; }

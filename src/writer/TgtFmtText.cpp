@@ -20,8 +20,6 @@ namespace {
 constexpr int kExponentDigits = 3;
 // Non-finite values print as " inf", "-inf", " nan" or "-nan".
 constexpr int64_t kNonFiniteWidth = 4;
-// Fewest values a chunk formats: below this, starting a thread costs more than it saves.
-constexpr int64_t kMinValuesPerChunk = 16384;
 
 char* AppendLineEnd(char* p) {
   *p++ = '\r';
@@ -108,14 +106,6 @@ char* TgtFmtText::FormatScans(char* pos, char* end, int64_t firstScan, int64_t c
   return pos;
 }
 
-size_t TgtFmtText::ChunksFor(int64_t scans) const {
-  const int64_t values = scans * static_cast<int64_t>(std::max<size_t>(1, columns_.size()));
-  const int64_t byWork = std::max<int64_t>(1, values / kMinValuesPerChunk);
-  const int64_t chunks = std::min({static_cast<int64_t>(std::max(1, formatThreads_)), byWork,
-                                   static_cast<int64_t>(ParallelChunks::kMaxChunks)});
-  return static_cast<size_t>(chunks);
-}
-
 // Each chunk of scans is formatted into its own part of the area (its scans' full budget), the
 // parts then moved together in order: the bytes are those of formatting the block in one go.
 int64_t TgtFmtText::ConvertDataBlock(int64_t scans, OutputArea& out, int64_t firstScan) {
@@ -128,7 +118,7 @@ int64_t TgtFmtText::ConvertDataBlock(int64_t scans, OutputArea& out, int64_t fir
   char* const begin = reinterpret_cast<char*>(area);
   const size_t chans = columns_.size();
   std::array<char*, ParallelChunks::kMaxChunks> chunkEnds{};
-  const size_t chunks = ChunksFor(scans);
+  const size_t chunks = ParallelChunks::ChunksFor(scans * static_cast<int64_t>(chans), formatThreads_);
   ParallelChunks::Run(static_cast<size_t>(scans), chunks, [&](size_t chunk, size_t first, size_t last) {
     chunkEnds[chunk] = FormatScans(begin + first * perScan, begin + last * perScan, firstScan + static_cast<int64_t>(first),
                                    static_cast<int64_t>(last - first), values + first * chans, SpareLine(chunk));

@@ -48,8 +48,6 @@ class TgtFmtText : public TgtFmt {
   // Formats count scans from firstScan into [pos, end), which holds count * OutputBytesPerScan
   // bytes, using spare for the lines near the end; returns the end of the last line.
   char* FormatScans(char* pos, char* end, int64_t firstScan, int64_t count, const double* values, char* spare);
-  // How many chunks a block of scans is formatted in.
-  size_t ChunksFor(int64_t scans) const;
   char* SpareLine(size_t chunk) { return spareLines_.data() + chunk * maxLineChars_; }
   int64_t ValueWidth(int32_t precision, double lower, double upper) const;
 

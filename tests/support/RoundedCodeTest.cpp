@@ -19,7 +19,7 @@ TEST(RoundedCode, LowBitsMatchFloorOfValuePlusHalf) {
   const double inf = std::numeric_limits<double>::infinity();
   const Case cases[] = {
       {0.0, 0},
-      {0.49999999999999994, 0},  // + 0.5 rounds to 1.0 in double arithmetic: floor is 1
+      {0.49999999999999994, 1},  // + 0.5 rounds to 1.0 in double arithmetic: floor is 1
       {0.5, 1},
       {-0.5, 0},
       {-0.50000000000000011, 0xFFFF},
