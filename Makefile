@@ -48,9 +48,9 @@ test-asan: deps
 # several threads, under ThreadSanitizer.
 test-tsan: deps
 	cmake -S . -B $(TSAN) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTRAVUNE_SANITIZE_THREAD=ON \
-	  -DTRAVUNE_TEST_ONLY="api/TvnApi|writer/TgtFmtTextChunks"
+	  -DTRAVUNE_TEST_ONLY="api/TvnApi|api/ThreadedFormatting|writer/TgtFmtTextChunks|writer/decoders"
 	cmake --build $(TSAN) -j $(JOBS) --target travune_tests
-	TSAN_OPTIONS=halt_on_error=1 $(TSAN)/tests/travune_tests --gtest_filter='TvnApi.HandlesOnDifferentThreadsAreIndependent:TgtFmtTextChunks.*'
+	TSAN_OPTIONS=halt_on_error=1 $(TSAN)/tests/travune_tests --gtest_filter='TvnApi.HandlesOnDifferentThreadsAreIndependent:TgtFmtTextChunks.*:ThreadedFormatting.*'
 
 # The Python package, importable with PYTHONPATH=build/python (see python/README.md).
 python: deps
