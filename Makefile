@@ -50,12 +50,13 @@ test-asan: deps
 	cd $(ASAN) && LC_ALL=de_DE.UTF-8 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
 	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j $(JOBS) -E '$(ASAN_SKIPPED_WALKS)'
 
-# Handles of the handle API used on several threads at once, under ThreadSanitizer.
+# Handles of the handle API used on several threads at once, and text formatted in chunks on
+# several threads, under ThreadSanitizer.
 test-tsan: deps
 	cmake -S . -B $(TSAN) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTRAVUNE_SANITIZE_THREAD=ON \
-	  -DTRAVUNE_TEST_ONLY="api/TvnApi"
+	  -DTRAVUNE_TEST_ONLY="api/TvnApi|api/ThreadedFormatting|writer/TgtFmtTextChunks|writer/decoders"
 	cmake --build $(TSAN) -j $(JOBS) --target travune_tests
-	TSAN_OPTIONS=halt_on_error=1 $(TSAN)/tests/travune_tests --gtest_filter='TvnApi.HandlesOnDifferentThreadsAreIndependent'
+	TSAN_OPTIONS=halt_on_error=1 $(TSAN)/tests/travune_tests --gtest_filter='TvnApi.HandlesOnDifferentThreadsAreIndependent:TgtFmtTextChunks.*:ThreadedFormatting.*'
 
 # The Python package, importable with PYTHONPATH=build/python (see python/README.md).
 python: deps

@@ -71,7 +71,8 @@ enum { TRAVUNE_KIND_SOURCE = 1, TRAVUNE_KIND_TARGET = 2, TRAVUNE_KIND_RESERVED_T
 enum {
   TRAVUNE_FLAG_SCAN_TIMES = 1, /* spreadsheet and Halvard writers add scan times */
   TRAVUNE_FLAG_OWN_STAMPS = 2, /* sources with stamps in the data read every scan's own stamp */
-  TRAVUNE_FLAG_COMPRESS = 4    /* HDF5: gzip-compressed datasets */
+  TRAVUNE_FLAG_COMPRESS = 4,   /* HDF5: gzip-compressed datasets */
+  TRAVUNE_FLAG_ONE_THREAD = 8  /* handle API: text formatted on the calling thread only */
 };
 
 /* Status codes of the conversion functions. */

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <thread>
 #include <vector>
 
 #include "api/CvtSession.h"
@@ -29,6 +30,12 @@ int64_t StartBlockBytes(const SrcFmt& source, int64_t count, int32_t chans, int6
   const int64_t scansByValues = std::max<int64_t>(1, kMaxScaledBytes / (8 * std::max<int32_t>(1, chans)));
   const int64_t scans = std::min(count, scansByValues);
   return std::clamp(std::min(scans * scanBytes, dataFileBytes), kMinBlockBytes, kMaxBlockBytes);
+}
+
+// Threads for formatting a block of text: every core unless the caller asked for one.
+int32_t FormatThreads(uint32_t flags) {
+  if ((flags & TRAVUNE_FLAG_ONE_THREAD) != 0) return 1;
+  return static_cast<int32_t>(std::max(1u, std::thread::hardware_concurrency()));
 }
 
 // The header file's name: the data file's name with the format's second extension.
@@ -74,6 +81,7 @@ int32_t TvnConversion::Open(const tvnConvOptions& options) {
   context.flags = options.flags;
   context.listSeparator = platform::UserNumberConventions().listSeparator.c_str();
   context.decimalMark = platform::UserNumberConventions().decimalMark;
+  context.formatThreads = FormatThreads(options.flags);
   writer_ = row->makeWriter(view_.get(), context);
   if (!writer_) return TVN_ERR_NO_MEMORY;
   if (!writer_->IsOk()) return TVN_ERR_WRITER;

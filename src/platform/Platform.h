@@ -54,6 +54,9 @@ class File {
   bool IsOpen() const { return handle_ != kNoHandle; }
   void Close();
 
+  // Tells the system the file will be read from start to end, so it reads further ahead. Only
+  // a hint: nothing fails when the system ignores it.
+  void AdviseSequentialReading() const;
   // Reads exactly n bytes at offset; false on error or a short read.
   bool ReadAt(uint64_t offset, void* buffer, size_t n) const;
   // Writes all n bytes at offset; false on any error (disk full included).

@@ -150,6 +150,10 @@ void File::Close() {
   handle_ = kNoHandle;
 }
 
+void File::AdviseSequentialReading() const {
+  if (fd_ >= 0) posix_fadvise(fd_, 0, 0, POSIX_FADV_SEQUENTIAL);
+}
+
 bool File::ReadAt(uint64_t offset, void* buffer, size_t n) const {
   if (!IsOpen() || !RangeFits(offset, n) || FaultDue(FaultKind::kRead)) return false;
   auto* bytes = static_cast<uint8_t*>(buffer);

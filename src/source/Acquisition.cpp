@@ -35,6 +35,7 @@ Acquisition::Status Acquisition::Open(const char* descName, const char* dataName
   if (!desc.IsOpen()) return Status::kDescOpen;
   data_ = platform::File::OpenRead(dataName);
   if (!data_.IsOpen()) return Status::kDataOpen;
+  data_.AdviseSequentialReading();
   std::unique_ptr<uint8_t[]> image;
   size_t imageSize = 0;
   Status status = ReadWholeFile(desc, &image, &imageSize);
@@ -61,6 +62,7 @@ Acquisition::Status Acquisition::OpenHeld(platform::File descFile, const uint8_t
   Close();
   data_ = platform::File::OpenRead(dataName);
   if (!data_.IsOpen()) return Status::kDataOpen;
+  data_.AdviseSequentialReading();
   dataFileSize_ = data_.Size();
   Status status = dataFileSize_ < 0 ? Status::kDataTooLarge : Status::kOk;
   if (status == Status::kOk) {

@@ -36,6 +36,8 @@ struct WriterContext {
   uint32_t flags = 0;  // bit 0: scan times wanted
   const char* listSeparator = ",";
   char decimalMark = '.';
+  // Threads that may format one block of text together (1: the calling thread only).
+  int32_t formatThreads = 1;
 };
 
 class TgtFmt {

@@ -153,10 +153,22 @@ bool TgtFmtAscii::PreConvert(const char*, platform::File* dataFile, platform::Fi
   }
 }
 
+// A scan whose time cannot be had prints time 0.
+bool TgtFmtAscii::PrepareLines(int64_t firstScan, int64_t scans) {
+  if (!timeWanted_) return true;
+  try {
+    times_.assign(static_cast<size_t>(scans), 0.0);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  timesFirstScan_ = firstScan;
+  for (int64_t i = 0; i < scans; ++i) source_->GetScanTime(firstScan + i, &times_[static_cast<size_t>(i)]);
+  return true;
+}
+
 char* TgtFmtAscii::FormatLine(char* p, int64_t scan, const double* values, bool fit) {
   if (timeWanted_) {
-    double t = 0.0;
-    source_->GetScanTime(scan, &t);
+    const double t = times_[static_cast<size_t>(scan - timesFirstScan_)];
     p = FitField(p, AppendTimeText(p, t, timeFormat_), timeWidth_, fit);
     *p++ = '\t';
   }

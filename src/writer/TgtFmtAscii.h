@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "writer/TgtFmtText.h"
 
@@ -20,6 +21,8 @@ class TgtFmtAscii : public TgtFmtText {
 
  protected:
   char* FormatLine(char* p, int64_t scan, const double* values, bool fit) override;
+  // Reads the block's scan times from the source, which the line threads must not call.
+  bool PrepareLines(int64_t firstScan, int64_t scans) override;
 
  private:
   std::string HeaderLines() const;
@@ -27,6 +30,9 @@ class TgtFmtAscii : public TgtFmtText {
   bool timeWanted_;
   TimeFormat timeFormat_;
   int64_t timeWidth_ = 0;
+  // The native times of the scans of the block being formatted, from its first scan on.
+  int64_t timesFirstScan_ = 0;
+  std::vector<double> times_;
 };
 
 }  // namespace travune

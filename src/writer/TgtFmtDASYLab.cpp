@@ -12,6 +12,7 @@
 #include "source/Linear.h"
 #include "support/LittleEndian.h"
 #include "support/NumberText.h"
+#include "support/RoundedCode.h"
 #include "support/Time.h"
 
 namespace travune {
@@ -128,16 +129,6 @@ std::array<uint8_t, kChannelRecordBytes> ChannelRecord(SrcFmt& source, int32_t c
   return r;
 }
 
-// The low 16 bits of the integer floor(code + 0.5): values outside the channel's range are not
-// clamped, their codes wrap. Not-a-number and infinities give 0.
-uint16_t RoundedCode(double code) {
-  const double rounded = std::floor(code + 0.5);
-  if (std::fabs(rounded) < 2147483648.0) return static_cast<uint16_t>(static_cast<int32_t>(rounded));
-  if (!std::isfinite(rounded)) return 0;
-  const double low = std::fmod(rounded, 65536.0);  // exact; sign of rounded
-  return static_cast<uint16_t>(static_cast<int32_t>(low < 0.0 ? low + 65536.0 : low));
-}
-
 }  // namespace
 
 TgtFmtDASYLab::TgtFmtDASYLab(SrcFmt* source) : TgtFmt(source) {
@@ -184,7 +175,7 @@ int64_t TgtFmtDASYLab::ConvertDataBlock(int64_t scans, OutputArea& out, int64_t 
   LoadCodeMaps();
   for (size_t scan = 0; scan < static_cast<size_t>(scans); ++scan) {
     for (size_t c = 0; c < chans; ++c, ++values, bytes += 2) {
-      le::PutU16(bytes, RoundedCode(*values * codeMaps_[c].slope + codeMaps_[c].offset));
+      le::PutU16(bytes, LowBitsOfRoundedCode(*values * codeMaps_[c].slope + codeMaps_[c].offset));
     }
   }
   return static_cast<int64_t>(2 * count);

@@ -10,6 +10,7 @@
 #include "source/Linear.h"
 #include "support/LittleEndian.h"
 #include "support/NumberText.h"
+#include "support/RoundedCode.h"
 #include "support/Time.h"
 
 namespace travune {
@@ -20,18 +21,6 @@ constexpr double kLowestCode = -32768.0;
 constexpr double kHighestCode = 32767.0;
 constexpr double kMicrosecondsPerSecond = 1e6;
 constexpr uint32_t kLastMicrosecond = 999999;
-
-// The low 16 bits of the rounded code: values outside the range wrap instead of being
-// clamped. A value that is not a number (or infinite) has no low bits and gives code 0.
-uint16_t LowCodeBits(double mapped) {
-  const double rounded = std::floor(mapped + 0.5);
-  if (rounded >= -2147483648.0 && rounded < 2147483648.0) {
-    return static_cast<uint16_t>(static_cast<int32_t>(rounded));
-  }
-  if (!std::isfinite(rounded)) return 0;
-  // fmod is exact, so the remainder carries the same low 16 bits as the integer itself.
-  return static_cast<uint16_t>(static_cast<int32_t>(std::fmod(rounded, 65536.0)));
-}
 
 // The 10-byte clock stamp of an absolute scan time (days since 30 December 1899): hour,
 // minute, second, microseconds within the second (u32), month 1-12, day, year - 1900.
@@ -169,7 +158,7 @@ int64_t TgtFmtHalvard::ConvertDataBlock(int64_t scans, OutputArea& out, int64_t 
       bytes += stampBytes_;
     }
     for (const CodeLine& line : codeLines_) {
-      le::PutU16(bytes, LowCodeBits(*values++ * line.slope + line.intercept));
+      le::PutU16(bytes, LowBitsOfRoundedCode(*values++ * line.slope + line.intercept));
       bytes += 2;
     }
   }

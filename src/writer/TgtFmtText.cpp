@@ -4,11 +4,13 @@
 #include "writer/TgtFmtText.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <new>
 
 #include "support/NumberText.h"
+#include "support/ParallelChunks.h"
 
 namespace travune {
 
@@ -28,7 +30,7 @@ char* AppendLineEnd(char* p) {
 }  // namespace
 
 TgtFmtText::TgtFmtText(SrcFmt* source, const WriterContext& context)
-    : TgtFmt(source), decimalMark_(context.decimalMark) {
+    : TgtFmt(source), decimalMark_(context.decimalMark), formatThreads_(context.formatThreads) {
   const int32_t chans = std::max<int32_t>(0, NumChans());
   try {
     columns_.reserve(static_cast<size_t>(chans));
@@ -44,7 +46,7 @@ TgtFmtText::TgtFmtText(SrcFmt* source, const WriterContext& context)
       bytesPerScan += column.width + 1;
     }
     maxLineChars_ = kMaxLeadingChars + 1 + static_cast<size_t>(chans) * (kMaxNumberChars + 2) + 2;
-    spareLine_.resize(maxLineChars_);
+    spareLines_.resize(maxLineChars_ * ParallelChunks::kMaxChunks);
     outputBytesPerScan_ = bytesPerScan;
   } catch (const std::bad_alloc&) {
     return;
@@ -83,30 +85,52 @@ char* TgtFmtText::FormatLine(char* p, int64_t, const double* values, bool fit) {
   return AppendLineEnd(p);
 }
 
-// Lines go straight into the output area while it has room for the longest possible line,
-// the last few of a block through a spare line. A line longer than OutputBytesPerScan (a value
-// far outside its channel's range) is written again fitted, so a block never outgrows
-// scans * OutputBytesPerScan and every line is the same whatever the block size.
-int64_t TgtFmtText::ConvertDataBlock(int64_t scans, OutputArea& out, int64_t firstScan) {
-  if (scans <= 0) return 0;
-  const double* values = ScaleBlock(firstScan, scans);
-  const size_t budget = static_cast<size_t>(scans) * static_cast<size_t>(outputBytesPerScan_);
-  uint8_t* area = out.Extend(budget);
-  if (values == nullptr || area == nullptr) return -1;
-  char* const begin = reinterpret_cast<char*>(area);
-  char* const end = begin + budget;
-  char* pos = begin;
+bool TgtFmtText::PrepareLines(int64_t, int64_t) { return true; }
+
+// Lines go straight into the area while it has room for the longest possible line, the last
+// few through the spare line. A line longer than OutputBytesPerScan (a value far outside its
+// channel's range) is written again fitted, so the scans never outgrow count *
+// OutputBytesPerScan and every line is the same whatever the block size or chunk.
+char* TgtFmtText::FormatScans(char* pos, char* end, int64_t firstScan, int64_t count, const double* values,
+                              char* spare) {
   const size_t chans = columns_.size();
-  for (int64_t i = 0; i < scans; ++i) {
+  for (int64_t i = 0; i < count; ++i) {
     const double* scanValues = values + static_cast<size_t>(i) * chans;
     const bool direct = static_cast<size_t>(end - pos) >= maxLineChars_;
-    char* const line = direct ? pos : spareLine_.data();
+    char* const line = direct ? pos : spare;
     char* lineEnd = FormatLine(line, firstScan + i, scanValues, false);
     if (lineEnd - line > outputBytesPerScan_) lineEnd = FormatLine(line, firstScan + i, scanValues, true);
     if (!direct) std::memcpy(pos, line, static_cast<size_t>(lineEnd - line));
     pos += lineEnd - line;
   }
-  out.Shrink(static_cast<size_t>(end - pos));
+  return pos;
+}
+
+// Each chunk of scans is formatted into its own part of the area (its scans' full budget), the
+// parts then moved together in order: the bytes are those of formatting the block in one go.
+int64_t TgtFmtText::ConvertDataBlock(int64_t scans, OutputArea& out, int64_t firstScan) {
+  if (scans <= 0) return 0;
+  const double* values = ScaleBlock(firstScan, scans);
+  const size_t perScan = static_cast<size_t>(outputBytesPerScan_);
+  const size_t budget = static_cast<size_t>(scans) * perScan;
+  uint8_t* area = out.Extend(budget);
+  if (values == nullptr || area == nullptr || !PrepareLines(firstScan, scans)) return -1;
+  char* const begin = reinterpret_cast<char*>(area);
+  const size_t chans = columns_.size();
+  std::array<char*, ParallelChunks::kMaxChunks> chunkEnds{};
+  const size_t chunks = ParallelChunks::ChunksFor(scans * static_cast<int64_t>(chans), formatThreads_);
+  ParallelChunks::Run(static_cast<size_t>(scans), chunks, [&](size_t chunk, size_t first, size_t last) {
+    chunkEnds[chunk] = FormatScans(begin + first * perScan, begin + last * perScan, firstScan + static_cast<int64_t>(first),
+                                   static_cast<int64_t>(last - first), values + first * chans, SpareLine(chunk));
+  });
+  char* pos = chunkEnds[0];
+  for (size_t chunk = 1; chunk < chunks; ++chunk) {
+    const char* start = begin + ParallelChunks::ChunkBegin(chunk, static_cast<size_t>(scans), chunks) * perScan;
+    const size_t length = static_cast<size_t>(chunkEnds[chunk] - start);
+    std::memmove(pos, start, length);
+    pos += length;
+  }
+  out.Shrink(budget - static_cast<size_t>(pos - begin));
   return pos - begin;
 }
 

@@ -24,7 +24,12 @@ class TgtFmtText : public TgtFmt {
   // Writes the line of scan at p, which has room for every field at its widest, and returns
   // its end. values are the scan's scaled values. With fit, a field wider than its column is
   // written as that many '*' instead, which keeps the line within OutputBytesPerScan.
+  // Called from several threads at once on different scans when the block is formatted in
+  // chunks: it reads the writer's state but never changes it, nor the source's.
   virtual char* FormatLine(char* p, int64_t scan, const double* values, bool fit);
+  // Gathers, on the calling thread, what FormatLine needs from the source for scans
+  // [firstScan, firstScan + scans) beyond their values; false when that fails.
+  virtual bool PrepareLines(int64_t firstScan, int64_t scans);
   // Reserves width characters and a tab per line for a column in front of the values.
   void AddLeadingColumn(int64_t width) { outputBytesPerScan_ += width + 1; }
   // The end of a field written from start to end, fitted to width when fit is set.
@@ -40,13 +45,19 @@ class TgtFmtText : public TgtFmt {
   };
 
   char* AppendValue(char* p, int32_t precision, double value) const;
+  // Formats count scans from firstScan into [pos, end), which holds count * OutputBytesPerScan
+  // bytes, using spare for the lines near the end; returns the end of the last line.
+  char* FormatScans(char* pos, char* end, int64_t firstScan, int64_t count, const double* values, char* spare);
+  char* SpareLine(size_t chunk) { return spareLines_.data() + chunk * maxLineChars_; }
   int64_t ValueWidth(int32_t precision, double lower, double upper) const;
 
   std::vector<ValueColumn> columns_;
   char decimalMark_;
-  // The longest line FormatLine can write, and room for one when the block's area has less left.
+  int32_t formatThreads_;
+  // The longest line FormatLine can write, and room for one per chunk when the chunk's part of
+  // the block's area has less left.
   size_t maxLineChars_ = 0;
-  std::vector<char> spareLine_;
+  std::vector<char> spareLines_;
 };
 
 }  // namespace travune

@@ -2,8 +2,11 @@
 // appended channel by channel to temporary files, the channels joined at PostConvert.
 #include "writer/TgtFmtUff58Ascii.h"
 
+#include <algorithm>
+#include <array>
 #include <new>
 
+#include "support/ParallelChunks.h"
 #include "support/Time.h"
 #include "writer/uff/UffChannelRecordBinary.h"
 
@@ -24,7 +27,8 @@ TgtFmtUff58Ascii::TgtFmtUff58Ascii(SrcFmt* source, const WriterContext& context)
 TgtFmtUff58Ascii::TgtFmtUff58Ascii(SrcFmt* source, const WriterContext& context, DataForm form)
     : TgtFmt(source),
       header_(source, context.decimalMark),
-      units_(source, context.decimalMark, form == DataForm::kBinary) {
+      units_(source, context.decimalMark, form == DataForm::kBinary),
+      formatThreads_(context.formatThreads) {
   const int32_t chans = source->GetNumChans();
   if (form == DataForm::kText) qualifiers_ = std::make_unique<UffQualifierRecord>(source, context.decimalMark);
   for (int32_t chan = 0; chan < chans; ++chan) {
@@ -73,9 +77,23 @@ int64_t TgtFmtUff58Ascii::ConvertDataBlock(int64_t scans, OutputArea&, int64_t f
   block.scans = scans;
   if (!evenSpacing_) block.seconds = SecondsOfBlock(firstScan, scans);
   bool appended = block.values != nullptr && (evenSpacing_ || block.seconds != nullptr);
-  for (size_t i = 0; appended && i < channels_.size(); ++i) appended = channels_[i]->AppendBlock(block);
+  if (appended) {
+    // Every channel has its own record and temporary file: groups of channels are independent.
+    std::array<bool, ParallelChunks::kMaxChunks> chunkAppended{};
+    const size_t chunks = std::min(channels_.size(), ParallelChunks::ChunksFor(scans * block.chans, formatThreads_));
+    ParallelChunks::Run(channels_.size(), chunks, [&](size_t chunk, size_t first, size_t last) {
+      chunkAppended[chunk] = AppendToChannels(block, first, last);
+    });
+    for (size_t chunk = 0; chunk < chunks; ++chunk) appended = appended && chunkAppended[chunk];
+  }
   if (!appended) failed_ = true;
   return appended ? 0 : -1;
+}
+
+bool TgtFmtUff58Ascii::AppendToChannels(const UffBlock& block, size_t first, size_t last) {
+  bool appended = true;
+  for (size_t i = first; appended && i < last; ++i) appended = channels_[i]->AppendBlock(block);
+  return appended;
 }
 
 const double* TgtFmtUff58Ascii::SecondsOfBlock(int64_t firstScan, int64_t scans) {

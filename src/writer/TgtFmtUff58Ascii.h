@@ -23,7 +23,8 @@ class TgtFmtUff58Ascii : public TgtFmt {
 
   bool PreConvert(const char* dataName, platform::File* dataFile, platform::File* headerFile,
                   int64_t totalScans) override;
-  // Appends the block to every channel's temporary file; returns 0 bytes (nothing goes through
+  // Appends the block to every channel's temporary file, groups of channels on their own
+  // threads when the context allows several; returns 0 bytes (nothing goes through
   // the output area) or -1 when a temporary file could not be written.
   int64_t ConvertDataBlock(int64_t scans, OutputArea& out, int64_t firstScan) override;
   // Ends every channel's dataset and copies the channels into the output in channel order.
@@ -37,6 +38,8 @@ class TgtFmtUff58Ascii : public TgtFmt {
   bool StartChannels();
   // Each scan's time relative to the trigger in seconds, for the block; null without memory.
   const double* SecondsOfBlock(int64_t firstScan, int64_t scans);
+  // Appends the block to the temporary files of channels [first, last); false on a failure.
+  bool AppendToChannels(const UffBlock& block, size_t first, size_t last);
   void RemoveTempFiles();
 
   platform::File* output_ = nullptr;
@@ -46,6 +49,7 @@ class TgtFmtUff58Ascii : public TgtFmt {
   std::vector<std::unique_ptr<UffChannelRecord>> channels_;
   std::string tempDir_;
   std::vector<double> seconds_;
+  int32_t formatThreads_;
   bool evenSpacing_ = true;
   bool failed_ = false;
 };

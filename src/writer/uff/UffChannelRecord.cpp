@@ -3,6 +3,7 @@
 #include "writer/uff/UffChannelRecord.h"
 
 #include <new>
+#include <vector>
 
 #include "support/NumberText.h"
 
@@ -14,7 +15,8 @@ constexpr int kValuesPerLine = 6;
 constexpr int kPairsPerLine = 3;
 // Two narrow fields and a line end: the most one scan adds to the text.
 constexpr size_t kMaxTextPerScan = 2 * 13 + 2;
-constexpr size_t kCopyChunk = 4096;
+// The temporary file is copied in large reads and writes: few system calls per byte.
+constexpr size_t kCopyChunk = size_t{1} << 20;
 // Record 7 starts with the ten-character data type field; the value count follows.
 constexpr int64_t kValueCountColumn = 10;
 constexpr int kValueCountWidth = 10;
@@ -136,12 +138,17 @@ bool UffChannelRecord::CopyInto(platform::File& output) {
   platform::File file = platform::File::OpenRead(path_.c_str());
   int64_t end = output.Size();
   if (!file.IsOpen() || end < 0) return false;
-  char chunk[kCopyChunk];
+  std::vector<char> chunk;
+  try {
+    chunk.resize(kCopyChunk);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
   for (;;) {
-    const int64_t got = file.Read(chunk, sizeof chunk);
+    const int64_t got = file.Read(chunk.data(), chunk.size());
     if (got < 0) return false;
     if (got == 0) return true;
-    if (!output.WriteAt(static_cast<uint64_t>(end), chunk, static_cast<size_t>(got))) return false;
+    if (!output.WriteAt(static_cast<uint64_t>(end), chunk.data(), static_cast<size_t>(got))) return false;
     end += got;
   }
 }

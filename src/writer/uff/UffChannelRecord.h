@@ -31,7 +31,7 @@ class UffChannelRecord : public UffRecord {
   // Ends an unfinished line, writes the end mark and corrects the declared number of values
   // when a scan range converted fewer scans than the acquisition holds.
   bool FinishChannel();
-  // Appends the temporary file to output in chunks of 4096 bytes.
+  // Appends the temporary file to output in chunks of 1 MiB.
   bool CopyInto(platform::File& output);
 
  protected:
