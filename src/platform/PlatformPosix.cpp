@@ -151,7 +151,7 @@ void File::Close() {
 }
 
 void File::AdviseSequentialReading() const {
-  if (fd_ >= 0) posix_fadvise(fd_, 0, 0, POSIX_FADV_SEQUENTIAL);
+  if (IsOpen()) posix_fadvise(Descriptor(handle_), 0, 0, POSIX_FADV_SEQUENTIAL);
 }
 
 bool File::ReadAt(uint64_t offset, void* buffer, size_t n) const {

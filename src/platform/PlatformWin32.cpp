@@ -294,6 +294,10 @@ bool File::Resize(uint64_t size) {
   return KeepingPosition(handle, [&] { return MoveTo(handle, size) && ::SetEndOfFile(handle) != 0; });
 }
 
+// Windows takes its read-ahead hint when a file is opened (FILE_FLAG_SEQUENTIAL_SCAN), not later:
+// the cache manager already reads ahead of sequential reads, so there is nothing to add here.
+void File::AdviseSequentialReading() const {}
+
 bool File::Flush() { return IsOpen() && ::FlushFileBuffers(ToHandle(handle_)) != 0; }
 
 bool File::GetInformation(FileInformation* out) const {
