@@ -162,6 +162,8 @@ int32_t CvtSession::CloseConversion(int32_t formatId) {
     writer_.reset();
   }
   preConverted_ = preConvertFailed_ = false;
+  // The source keeps a pointer to the last block it was given: it goes with the block.
+  if (acquisition_.Source() != nullptr) acquisition_.Source()->SetRawBlock(nullptr, 0, 0);
   block_.Release();
   const int32_t position = FindFormat(FormatSection::kTarget, formatId);
   if (position >= 0) {

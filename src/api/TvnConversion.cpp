@@ -51,7 +51,17 @@ std::string HeaderNameFor(const std::string& dataName, const char* ext2) {
 
 }  // namespace
 
-TvnConversion::~TvnConversion() { CloseFiles(); }
+TvnConversion::~TvnConversion() {
+  CloseFiles();
+  ReleaseBlock();
+}
+
+// The source keeps a pointer to the last block it was given; the acquisition outlives this
+// conversion, so the pointer goes before the block does.
+void TvnConversion::ReleaseBlock() {
+  if (view_) view_->SetRawBlock(nullptr, 0, 0);
+  block_.Release();
+}
 
 int32_t TvnConversion::Open(const tvnConvOptions& options) {
   const FormatRow* row = FormatById(FormatSection::kHandleTarget, options.format);
@@ -149,7 +159,7 @@ int32_t TvnConversion::Finish() {
   // caller, who knows whether it needs them there (the tool does so before deleting a backup).
   const bool finished = writer_->FinishConversion();
   CloseFiles();
-  block_.Release();
+  ReleaseBlock();
   return finished ? TVN_OK : TVN_ERR_WRITER;
 }
 

@@ -33,6 +33,7 @@ class TvnConversion {
  private:
   int32_t CreateFiles(const tvnConvOptions& options, const char* ext2);
   void CloseFiles();
+  void ReleaseBlock();
 
   TvnAcquisition& acquisition_;
   std::unique_ptr<SrcFmtView> view_;
