@@ -136,6 +136,21 @@ class ScopedUserLocale {
   void* previous_;  // the thread's locale object before the switch
 };
 
+// The calling thread's locale object, and the switch of another thread to it while the object
+// lives: work handed to helper threads formats numbers exactly as the calling thread would.
+// (Null and no switch on Windows, where locales are not per thread.)
+void* CurrentThreadLocale();
+class ScopedThreadLocale {
+ public:
+  explicit ScopedThreadLocale(void* locale);
+  ~ScopedThreadLocale();
+  ScopedThreadLocale(const ScopedThreadLocale&) = delete;
+  ScopedThreadLocale& operator=(const ScopedThreadLocale&) = delete;
+
+ private:
+  void* previous_;
+};
+
 // The same for the "C" locale: numbers parsed or printed inside read and write '.' whatever
 // locale the user or the host process has chosen.
 class ScopedCLocale {

@@ -349,6 +349,10 @@ ScopedUserLocale::~ScopedUserLocale() { ::uselocale(static_cast<locale_t>(previo
 ScopedCLocale::ScopedCLocale() : previous_(::uselocale(Locales().C())) {}
 ScopedCLocale::~ScopedCLocale() { ::uselocale(static_cast<locale_t>(previous_)); }
 
+void* CurrentThreadLocale() { return ::uselocale(static_cast<locale_t>(nullptr)); }
+ScopedThreadLocale::ScopedThreadLocale(void* locale) : previous_(::uselocale(static_cast<locale_t>(locale))) {}
+ScopedThreadLocale::~ScopedThreadLocale() { ::uselocale(static_cast<locale_t>(previous_)); }
+
 void ShowMessage(const char* caption, const char* text) {
   std::fprintf(stderr, "%s: %s\n", caption != nullptr ? caption : "Error", text != nullptr ? text : "");
   std::fflush(stderr);

@@ -386,6 +386,10 @@ ScopedUserLocale::~ScopedUserLocale() = default;
 ScopedCLocale::ScopedCLocale() : previous_(nullptr) {}
 ScopedCLocale::~ScopedCLocale() = default;
 
+void* CurrentThreadLocale() { return nullptr; }
+ScopedThreadLocale::ScopedThreadLocale(void*) : previous_(nullptr) {}
+ScopedThreadLocale::~ScopedThreadLocale() = default;
+
 void ShowMessage(const char* caption, const char* text) {
   ::MessageBoxA(nullptr, text != nullptr ? text : "", caption != nullptr ? caption : "Error", MB_OK);
 }

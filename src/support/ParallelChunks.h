@@ -10,6 +10,8 @@
 #include <functional>
 #include <thread>
 
+#include "platform/Platform.h"
+
 namespace travune {
 
 class ParallelChunks {
@@ -33,9 +35,15 @@ class ParallelChunks {
   static void Run(size_t count, size_t chunks, const Job& job) {
     chunks = std::clamp<size_t>(chunks, 1, kMaxChunks);
     std::array<std::thread, kMaxChunks> threads;
+    // Helper threads take the calling thread's locale, so that every chunk prints alike.
+    void* const locale = platform::CurrentThreadLocale();
+    const auto inCallersLocale = [&job, locale](size_t chunk, size_t begin, size_t end) {
+      const platform::ScopedThreadLocale scoped(locale);
+      job(chunk, begin, end);
+    };
     for (size_t chunk = 1; chunk < chunks; ++chunk) {
       try {
-        threads[chunk] = std::thread(std::cref(job), chunk, ChunkBegin(chunk, count, chunks),
+        threads[chunk] = std::thread(std::cref(inCallersLocale), chunk, ChunkBegin(chunk, count, chunks),
                                      ChunkBegin(chunk + 1, count, chunks));
       } catch (const std::exception&) {
         // No thread to be had: the calling thread runs this chunk after its own.

@@ -240,6 +240,7 @@ TEST_F(EveryWriter, HoldsTheScaledValuesInAnySubsetRangeAndBlockSize) {
       blocks.sourceType = source.type;
       blocks.format = full.format;
       blocks.blockBytes = 97;
+      blocks.mark = platform::UserNumberConventions().decimalMark;  // the handle API's mark
       blocks.data = full.data;
       blocks.header = full.header.empty() ? full.data : full.header;
       ASSERT_EQ(testing::Convert(blocks), 0);
