@@ -2,6 +2,8 @@
 // past the end, the data reaching the output, the files left behind, and writers held to their
 // contract.
 #include <gtest/gtest.h>
+
+#include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,8 +32,8 @@ class CvtSessionTest : public ::testing::Test {
   }
   void TearDown() override {
     cvtReleaseResources();
-    std::string command = "rm -rf '" + dir_ + "'";
-    ASSERT_EQ(std::system(command.c_str()), 0);
+    std::error_code ignored;
+    std::filesystem::remove_all(dir_, ignored);
   }
 
   std::string Path(const char* name) const { return dir_ + "/" + name; }
