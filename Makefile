@@ -17,7 +17,7 @@ PYBUILD := build/pymod
 PYTHON_OUT := build/python
 PYTHON := /usr/bin/python3
 
-.PHONY: all deps demo test test-plain test-asan test-tsan test-python python bench fuzz install clean windows test-windows
+.PHONY: all deps demo test test-build test-plain test-asan test-tsan test-python python bench fuzz install clean windows test-windows
 
 all: $(RELEASE)/build.ninja
 	cmake --build $(RELEASE) -j $(JOBS)
@@ -34,9 +34,14 @@ demo: $(RELEASE)/build.ninja
 
 test: test-plain test-asan test-tsan test-python
 
-test-plain: deps
-	cmake -S . -B $(DEBUG) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTRAVUNE_FAULT_INJECTION=ON
+# One optimised build serves the plain suite, the Python package's tests and the reference
+# files of the Windows comparison; the injectable failures stay idle unless a test arms them.
+test-build: deps
+	cmake -S . -B $(DEBUG) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTRAVUNE_FAULT_INJECTION=ON \
+	  -DTRAVUNE_BUILD_PYTHON=ON -DTRAVUNE_PYTHON_OUTPUT_DIR=$(CURDIR)/$(DEBUG)/python -DPython3_EXECUTABLE=$(PYTHON)
 	cmake --build $(DEBUG) -j $(JOBS)
+
+test-plain: test-build
 	cd $(DEBUG) && LC_ALL=C ctest --output-on-failure -j $(JOBS)
 
 # The fault walk is ten times slower under the sanitizers: there it walks a text writer, a
@@ -65,8 +70,8 @@ python: deps
 	cmake --build $(PYBUILD) -j $(JOBS) --target travune_python travune_cli
 
 # The package's tests, samples made by the tool of the same build; Dask on two local workers.
-test-python: python
-	PYTHONPATH=$(CURDIR)/$(PYTHON_OUT) TRAVUNE_CLI=$(CURDIR)/$(PYBUILD)/travune $(PYTHON) -m pytest -q python/tests
+test-python: test-build
+	PYTHONPATH=$(CURDIR)/$(DEBUG)/python TRAVUNE_CLI=$(CURDIR)/$(DEBUG)/travune $(PYTHON) -m pytest -q python/tests
 
 bench: deps
 	cmake -S . -B $(BENCH) -G Ninja -DCMAKE_BUILD_TYPE=Release -DTRAVUNE_BUILD_TESTS=OFF -DTRAVUNE_BUILD_BENCH=ON
@@ -82,15 +87,18 @@ fuzz:
 	fuzz/run.sh $(FUZZ) $(FUZZ_SECONDS)
 
 # Windows: travune.dll, qulix.dll, wrtblk32.dll and travune.exe cross-built into build/windows,
-# then tested under Wine against the Linux build's output (see the README).
+# then tested under Wine against the output of the Linux build in LINUX_BUILD (the release build
+# by default; CI passes the test build that `make test` has just made).
 windows:
 	@scripts/install-deps.sh --windows
 	cmake -S . -B $(WINDOWS) -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DCMAKE_BUILD_TYPE=Release
 	cmake --build $(WINDOWS) -j $(JOBS) --target travune qulix wrtblk32 travune_cli
 
-test-windows: windows all
+LINUX_BUILD ?= $(RELEASE)
+test-windows: windows $(LINUX_BUILD)/build.ninja
+	cmake --build $(LINUX_BUILD) -j $(JOBS) --target travune_cli
 	cmake --build $(WINDOWS) -j $(JOBS)
-	scripts/windows/test-windows.sh $(WINDOWS) $(RELEASE)/travune
+	scripts/windows/test-windows.sh $(WINDOWS) $(LINUX_BUILD)/travune
 
 # A system prefix needs the dynamic linker's cache refreshed; a private one is found through
 # the program's rpath or LD_LIBRARY_PATH (see the README).
