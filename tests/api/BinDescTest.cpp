@@ -2,27 +2,19 @@
 // channel formulas worked out by hand, user values back to raw counts, and whole blocks equal to
 // the raw-float conversion of the same scans read from files.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <vector>
 
-#include "samples/Samples.h"
+#include "api/ApiTestKit.h"
 #include "source/TarquilDescBuilder.h"
 #include "support/ByteBuilder.h"
-#include "support/LittleEndian.h"
-#include "travune/travune.h"
 
-namespace travune {
+namespace travune::apitest {
 namespace {
-
-namespace fs = std::filesystem;
 using testutil::TarquilChannelFields;
 using testutil::TarquilHeaderFields;
 
@@ -54,11 +46,6 @@ std::vector<uint8_t> MorvaneRecord(const MorvaneFields& f) {
   b.FixedText("ch", 12);
   b.FixedText("V", 12);
   return b.Take();
-}
-
-std::vector<uint8_t> FileBytes(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 // Builds the descriptor record by record, as callers without arrays do.
@@ -191,48 +178,35 @@ TEST(BinDescTest, TarquilRawUserRoundTrips) {
   EXPECT_EQ(ToRaw(3, 1.0), 0u);
 }
 
-class BinDescFiles : public ::testing::Test {
- protected:
-  void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "travune-bdc-XXXXXX").string();
-    dir_ = mkdtemp(pattern.data());
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-  fs::path dir_;
-};
-
 // A sample's header and records in memory, its raw data as one block of more than 64 KiB: the
 // values are the raw-float conversion's, and the caller's raw bytes stay as they were.
-TEST_F(BinDescFiles, ABlockInMemoryConvertsLikeTheFile) {
+TEST(BinDescFiles, ABlockInMemoryConvertsLikeTheFile) {
+  const Scratch scratch;
   const struct {
     const char* name;
     samples::SampleSpec sample;
     size_t headerBytes;
-  } cases[] = {{"morvane", {3, 3000, 0, false, false, 10}, 32}, {"packed", {4, 20003, 9, true, false, 0}, 26}};
+  } cases[] = {{"morvane", SampleOf(3, 3000, 10), 32}, {"packed", SampleOf(4, 20003, 0, 9, true), 26}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    std::vector<std::string> files;
-    std::string error;
-    ASSERT_TRUE(samples::WriteSample(c.sample, (dir_ / c.name).string(), &files, &error)) << error;
-    const std::string output = (dir_ / "out.f32").string();
-    ASSERT_GE(cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), c.sample.type), 0);
-    ASSERT_EQ(cvtInitDataFileEx(output.c_str(), output.c_str(), TRAVUNE_FMT_FLOAT32, 0), 0);
-    for (int32_t percent = 0; percent < 100;) ASSERT_GE(percent = cvtConvertBinData(TRAVUNE_FMT_FLOAT32), 0);
-    ASSERT_EQ(cvtCloseDataFile(TRAVUNE_FMT_FLOAT32), 0);
-    cvtReleaseResources();
-    const std::vector<uint8_t> converted = FileBytes(output);
+    const std::vector<std::string> files = scratch.Sample(c.sample, c.name);
+    CvtSteps steps(files, scratch.File("out.f32"), scratch.File("out.f32"), TRAVUNE_FMT_FLOAT32);
+    steps.type = c.sample.type;
+    ASSERT_EQ(steps.Whole(), 0);
+    const std::string converted = Contents(steps.output);
 
-    const std::vector<uint8_t> desc = FileBytes(files[0]);
-    const std::vector<uint8_t> raw = FileBytes(files[1]);
-    ASSERT_EQ(cvtSetBinDesc(c.sample.type, desc.data(), desc.data() + c.headerBytes), 0);
-    const std::vector<uint8_t> rawBefore = raw;
+    const std::string desc = Contents(files[0]);
+    const std::string raw = Contents(files[1]);
+    const auto* descBytes = reinterpret_cast<const uint8_t*>(desc.data());
+    ASSERT_EQ(cvtSetBinDesc(c.sample.type, descBytes, descBytes + c.headerBytes), 0);
+    std::string rawAfter = raw;
     std::vector<float> values(converted.size() / 4 + 1, -777.0f);
-    ASSERT_EQ(cvtCvtBinData(0, static_cast<int32_t>(c.sample.scans), raw.data(), values.data()), 0);
-    EXPECT_EQ(raw, rawBefore);
+    ASSERT_EQ(cvtCvtBinData(0, static_cast<int32_t>(c.sample.scans), rawAfter.data(), values.data()), 0);
+    EXPECT_TRUE(rawAfter == raw);
     EXPECT_EQ(std::memcmp(values.data(), converted.data(), converted.size()), 0);
     EXPECT_EQ(values.back(), -777.0f);
   }
 }
 
 }  // namespace
-}  // namespace travune
+}  // namespace travune::apitest

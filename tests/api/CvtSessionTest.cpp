@@ -3,49 +3,23 @@
 // contract.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstring>
 #include <memory>
-#include <fstream>
 #include <string>
 #include <vector>
 
-#include "api/CvtSession.h"
-#include "platform/Platform.h"
+#include "api/ApiTestKit.h"
 #include "support/LittleEndian.h"
-#include "travune/travune.h"
 
-namespace travune {
+namespace travune::apitest {
 namespace {
 
 class CvtSessionTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/travune-cvt-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir_ = pattern;
-    cvtReleaseResources();
-  }
-  void TearDown() override {
-    cvtReleaseResources();
-    std::error_code ignored;
-    std::filesystem::remove_all(dir_, ignored);
-  }
+  void SetUp() override { cvtReleaseResources(); }
+  void TearDown() override { cvtReleaseResources(); }
 
-  std::string Path(const char* name) const { return dir_ + "/" + name; }
-
-  static void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes) {
-    std::ofstream out(path, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  }
-  static std::vector<uint8_t> ReadFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
-  }
+  std::string Path(const char* name) const { return scratch_.File(name); }
+  static void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes) { Store(path, bytes); }
   // A Morvane description of numChans type-9 counter channels (value = word), scale 1.
   void WriteCounterDescription(int32_t numChans, uint32_t progScans = 10) {
     std::vector<uint8_t> d(32 + 56 * static_cast<size_t>(numChans), 0);
@@ -67,9 +41,7 @@ class CvtSessionTest : public ::testing::Test {
     for (int64_t k = 0; k < words; ++k) le::PutU16(&d[static_cast<size_t>(k) * 2], static_cast<uint16_t>(k));
     WriteFile(Path("a.bin"), d);
   }
-  void MakeSparse(const std::string& path, int64_t size) {
-    ASSERT_EQ(truncate(path.c_str(), size), 0) << path;
-  }
+  static void MakeSparse(const std::string& path, int64_t size) { fs::resize_file(path, static_cast<uintmax_t>(size)); }
   int32_t Open() { return cvtReadBinDescFile(Path("a.DSC").c_str(), Path("a.bin").c_str(), TRAVUNE_SRC_MORVANE); }
   int32_t Init(int32_t format = TRAVUNE_FMT_FLOAT32, const char* name = "out.F32") {
     return cvtInitDataFileEx(Path("hdr").c_str(), Path(name).c_str(), format, 0);
@@ -84,7 +56,7 @@ class CvtSessionTest : public ::testing::Test {
     return results;
   }
 
-  std::string dir_;
+  Scratch scratch_;
 };
 
 TEST_F(CvtSessionTest, ConvertsEveryScanIntoFloats) {
@@ -99,7 +71,7 @@ TEST_F(CvtSessionTest, ConvertsEveryScanIntoFloats) {
   EXPECT_EQ(ConvertAll(), std::vector<int32_t>{100});
   EXPECT_EQ(cvtConvertBinData(TRAVUNE_FMT_FLOAT32), 100);
   ASSERT_EQ(cvtCloseDataFile(TRAVUNE_FMT_FLOAT32), 0);
-  const std::vector<uint8_t> out = ReadFile(Path("out.F32"));
+  const std::string out = Contents(Path("out.F32"));
   ASSERT_EQ(out.size(), 4u * 2 * 10);
   for (size_t k = 0; k < 20; ++k) EXPECT_EQ(le::F32(&out[4 * k]), static_cast<float>(k)) << k;
 }
@@ -140,9 +112,7 @@ TEST_F(CvtSessionTest, PercentAdvancesInStepsOfOne) {
   for (int32_t p = 1; p <= 100; ++p) expected.push_back(p);
   EXPECT_EQ(ConvertAll(), expected);
   ASSERT_EQ(cvtCloseDataFile(TRAVUNE_FMT_FLOAT32), 0);
-  struct stat st {};
-  ASSERT_EQ(stat(Path("out.F32").c_str(), &st), 0);
-  EXPECT_EQ(st.st_size, 32'000'000);
+  EXPECT_EQ(fs::file_size(Path("out.F32")), 32'000'000u);
 }
 
 TEST_F(CvtSessionTest, ARangePastTheEndFailsAtTheBlockThatReachesIt) {
@@ -160,7 +130,7 @@ TEST_F(CvtSessionTest, ARangePastTheEndFailsAtTheBlockThatReachesIt) {
   EXPECT_EQ(cvtConvertBinData(TRAVUNE_FMT_FLOAT32), 99);
   EXPECT_EQ(cvtConvertBinData(TRAVUNE_FMT_FLOAT32), TRAVUNE_ERR_DATA_READ);
   cvtCloseDataFile(TRAVUNE_FMT_FLOAT32);
-  EXPECT_EQ(ReadFile(Path("out.F32")).size(), 4u * 2048);
+  EXPECT_EQ(fs::file_size(Path("out.F32")), 4u * 2048);
 }
 
 TEST_F(CvtSessionTest, DataFilesOfTwoGigabytesAndMore) {
@@ -182,11 +152,11 @@ TEST_F(CvtSessionTest, DataFilesOfTwoGigabytesAndMore) {
 TEST_F(CvtSessionTest, NeverOverwritesTheInputAndLeavesOutputsOnFailure) {
   WriteCounterDescription(1);
   WriteCountingData(10);
-  const std::vector<uint8_t> before = ReadFile(Path("a.bin"));
+  const std::string before = Contents(Path("a.bin"));
   ASSERT_GE(Open(), 0);
   // The data file is held by the session: creating the output over it fails, leaving it whole.
   EXPECT_EQ(Init(TRAVUNE_FMT_FLOAT32, "a.bin"), TRAVUNE_ERR_DATA_CREATE);
-  EXPECT_EQ(ReadFile(Path("a.bin")), before);
+  EXPECT_TRUE(Contents(Path("a.bin")) == before);
   EXPECT_EQ(cvtCloseDataFile(TRAVUNE_FMT_FLOAT32), 0);
 }
 
@@ -261,8 +231,8 @@ TEST_F(CvtSessionTest, HoldsEveryWriterToItsContract) {
   WriteCountingData(10);
   for (const Case& c : cases) {
     SCOPED_TRACE(static_cast<int>(c.how));
-    std::remove(Path("out.F32").c_str());
-    std::remove(Path("hdr").c_str());
+    fs::remove(Path("out.F32"));
+    fs::remove(Path("hdr"));
     gScript = c.how;
     TheCvtSession().SetWriterMaker(MakeScripted);
     ASSERT_EQ(Open(), 20);
@@ -271,18 +241,12 @@ TEST_F(CvtSessionTest, HoldsEveryWriterToItsContract) {
     EXPECT_EQ(cvtCloseDataFile(TRAVUNE_FMT_FLOAT32), c.close);
     cvtReleaseResources();
     TheCvtSession().SetWriterMaker(nullptr);
-    const auto text = [&](const char* name) {
-      struct stat st;
-      if (stat(Path(name).c_str(), &st) != 0) return std::string("-");
-      const std::vector<uint8_t> bytes = ReadFile(Path(name));
-      return std::string(bytes.begin(), bytes.end());
-    };
+    const auto text = [&](const char* name) { return fs::exists(Path(name)) ? Contents(Path(name)) : "-"; };
     // The construction failure leaves no file: the writer is refused before any is created.
-    if (c.how == Misbehaviour::kFailsConstruction) EXPECT_EQ(text("out.F32"), "-");
-    else EXPECT_EQ(text("out.F32"), c.data);
+    EXPECT_EQ(text("out.F32"), c.data);
     EXPECT_EQ(text("hdr"), c.header);
   }
 }
 
 }  // namespace
-}  // namespace travune
+}  // namespace travune::apitest

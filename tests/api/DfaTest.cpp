@@ -4,46 +4,26 @@
 // at unload.
 #include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cmath>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
+#include "api/ApiTestKit.h"
 #include "api/DfaHandleTable.h"
-#include "platform/Platform.h"
-#include "samples/Samples.h"
+#include "platform/ProcessTraces.h"
 #include "support/ByteBuilder.h"
 #include "support/LittleEndian.h"
-#include "travune/travune.h"
 
-namespace travune {
+namespace travune::apitest {
 namespace {
-
-namespace fs = std::filesystem;
-using samples::SampleSpec;
-
-SampleSpec SampleOf(int type, int64_t scans, int64_t preTrig = 0, int chans = 0, bool packed = false,
-                bool stamps = false) {
-  SampleSpec sample;
-  sample.type = type;
-  sample.scans = scans;
-  sample.preTrig = preTrig;
-  sample.chans = chans;
-  sample.packed = packed;
-  sample.stamps = stamps;
-  return sample;
-}
 
 struct Variant {
   const char* name;
-  SampleSpec sample;
+  samples::SampleSpec sample;
 };
 
 // Every Data File Access type with its variants; Tarquil with 9 channels, as a 7-channel
@@ -59,20 +39,6 @@ const Variant kVariants[] = {
     {"celdrin", SampleOf(6, 1200, 100)},
     {"celdrinStamps", SampleOf(6, 1200, 100, 0, false, true)},
 };
-
-std::vector<uint8_t> FileBytes(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void WriteBytes(const fs::path& path, const std::vector<uint8_t>& bytes) {
-  std::ofstream out(path, std::ios::binary);
-  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
-
-int OpenDescriptors() {
-  return static_cast<int>(std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
-}
 
 // Two pages: the first writable, the second read-only. Buffers placed just below the boundary
 // are writable for what fits before it and no further.
@@ -95,31 +61,23 @@ class GuardedPages {
 
 class DfaTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "travune-dfa-XXXXXX").string();
-    dir_ = mkdtemp(pattern.data());
-  }
   void TearDown() override {
     const DfaHandleTable* table = TheDfaHandleTable();
     for (int32_t h = 0; table != nullptr && h <= table->MaxHandle(); ++h) dfaClose(h);
-    fs::remove_all(dir_);
   }
 
-  // Writes the sample at dir/name; its description and data file names.
-  std::vector<std::string> Write(const SampleSpec& sample, const std::string& name) const {
-    std::vector<std::string> files;
-    std::string error;
-    EXPECT_TRUE(samples::WriteSample(sample, (dir_ / name).string(), &files, &error)) << error;
-    return files;
+  std::vector<std::string> Write(const samples::SampleSpec& sample, const std::string& name) const {
+    return scratch_.Sample(sample, name);
   }
 
-  // The sample's description written at dir/name; opened as type it must give a handle.
-  int32_t OpenSample(const SampleSpec& sample, const std::string& name, int32_t type) const {
+  // The sample's description written as name, opened as type.
+  int32_t OpenSample(const samples::SampleSpec& sample, const std::string& name, int32_t type) const {
     const std::vector<std::string> files = Write(sample, name);
     return files.empty() ? -100 : dfaOpen(files[0].c_str(), type);
   }
 
-  fs::path dir_;
+  Scratch scratch_;
+  const fs::path dir_ = scratch_.Root();
 };
 
 int32_t IntAnswer(int32_t h, int32_t request) {
@@ -149,8 +107,6 @@ std::vector<float> HandleApiValues(const std::string& desc, int32_t type) {
   return values;
 }
 
-bool SameBits(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; }
-
 // ---- handles ----------------------------------------------------------------------------
 
 TEST_F(DfaTest, HandlesTakeTheLowestFreeSlotAndTheTableGrowsPastSixteen) {
@@ -173,7 +129,7 @@ TEST_F(DfaTest, FilesAreHeldWhileOpenAndReleasedOnCloseOrAFailedOpen) {
   const std::vector<std::string> tarquil = Write(SampleOf(4, 50, 0, 9), "tq");
   const std::vector<std::string> noData = Write(SampleOf(3, 50), "nodata");
   fs::remove(noData[1]);
-  const int before = OpenDescriptors();
+  const int before = CountOpenFileDescriptors();
   for (int round = 0; round < 3; ++round) {
     const int32_t h = dfaOpen(good[0].c_str(), sdUnknown);
     ASSERT_EQ(h, 0);
@@ -184,7 +140,7 @@ TEST_F(DfaTest, FilesAreHeldWhileOpenAndReleasedOnCloseOrAFailedOpen) {
     EXPECT_EQ(dfaOpen(tarquil[0].c_str(), sdMorvane), errBadHeaderFormat);
     EXPECT_EQ(dfaClose(h), 1);
   }
-  EXPECT_EQ(OpenDescriptors(), before);
+  EXPECT_EQ(CountOpenFileDescriptors(), before);
 }
 
 // The load count: only the detach that balances the first attach closes the sessions.
@@ -217,7 +173,7 @@ TEST_F(DfaTest, OpenFailuresGiveTheirCodesAndUseNoHandle) {
   fs::copy_file(morvane[0], upper);
   fs::copy_file(morvane[1], dir_ / "UP.BIN");
   const fs::path junk = dir_ / "junk.DSC";
-  WriteBytes(junk, std::vector<uint8_t>(100, 0xEE));
+  Store(junk, std::vector<uint8_t>(100, 0xEE));
   fs::copy_file(morvane[1], dir_ / "junk.bin");
   const fs::path noData = dir_ / "lonely.DSC";
   fs::copy_file(morvane[0], noData);
@@ -249,7 +205,7 @@ TEST_F(DfaTest, OpenFailuresGiveTheirCodesAndUseNoHandle) {
 }
 
 TEST_F(DfaTest, DetectionFindsEveryTypeInItsOrder) {
-  const struct { const char* name; SampleSpec sample; int32_t detected; } cases[] = {
+  const struct { const char* name; samples::SampleSpec sample; int32_t detected; } cases[] = {
       {"DATA", SampleOf(3, 20), sdMorvane}, {"tq", SampleOf(4, 20, 0, 9), sdTarquil},
       {"thr", SampleOf(8, 20, 0, 0, false, true), sdBrenlow}, {"ql", SampleOf(5, 20), sdQuillon},
       {"RUN", SampleOf(6, 20), sdCeldrin},
@@ -293,11 +249,10 @@ TEST_F(DfaTest, EveryValueEqualsTheHandleApisReading) {
     ASSERT_EQ(all.size(), expected.size());
     EXPECT_EQ(std::memcmp(all.data(), expected.data(), all.size() * sizeof(float)), 0);
     for (int32_t chan = 0; chan < chans; ++chan) {
+      std::vector<float> column;
+      for (size_t i = static_cast<size_t>(chan); i < all.size(); i += static_cast<size_t>(chans)) column.push_back(all[i]);
       const std::vector<float> one = ReadAll(h, 0, scans, chan, chans);
-      for (uint32_t s = 0; s < scans; ++s) {
-        ASSERT_TRUE(SameBits(one[s], all[static_cast<size_t>(s) * static_cast<size_t>(chans) + static_cast<size_t>(chan)]))
-            << "channel " << chan << " scan " << s;
-      }
+      EXPECT_EQ(std::memcmp(one.data(), column.data(), column.size() * sizeof(float)), 0) << "channel " << chan;
     }
     EXPECT_EQ(dfaClose(h), 1);
   }
@@ -306,7 +261,7 @@ TEST_F(DfaTest, EveryValueEqualsTheHandleApisReading) {
 // ---- data-read statuses -----------------------------------------------------------------
 
 TEST_F(DfaTest, DataReadStatusesClippingAndCounts) {
-  const SampleSpec sample = SampleOf(3, 100);  // 15 channels
+  const samples::SampleSpec sample = SampleOf(3, 100);  // 15 channels
   const int32_t h = OpenSample(sample, "reads", sdMorvane);
   ASSERT_EQ(h, 0);
   const uint32_t n = 100;
@@ -355,7 +310,7 @@ TEST_F(DfaTest, DataReadStatusesClippingAndCounts) {
 
 // A packed block of no scan names a six-byte group past the data: nothing is read.
 TEST_F(DfaTest, APackedReadAtTheScanCountReadsNothing) {
-  const SampleSpec sample = SampleOf(4, 100, 0, 9, true);  // 900 samples: a multiple of 4
+  const samples::SampleSpec sample = SampleOf(4, 100, 0, 9, true);  // 900 samples: a multiple of 4
   const int32_t h = OpenSample(sample, "packedEnd", sdTarquil);
   ASSERT_GE(h, 0);
   float values[9] = {};
@@ -382,8 +337,8 @@ TEST_F(DfaTest, AScanLargerThanTheBlockDeliversNoScan) {
     desc.FixedText("V", 12);
     desc.FixedText("V", 12);
   }
-  WriteBytes(dir_ / "wide.DSC", desc.Take());
-  WriteBytes(dir_ / "wide.bin", std::vector<uint8_t>(2 * kChans, 0));
+  Store(dir_ / "wide.DSC", desc.Take());
+  Store(dir_ / "wide.bin", std::vector<uint8_t>(2 * kChans, 0));
   const int32_t h = dfaOpen((dir_ / "wide.DSC").string().c_str(), sdMorvane);
   ASSERT_GE(h, 0);
   EXPECT_EQ(IntAnswer(h, acqNumScans), 1);
@@ -399,10 +354,9 @@ TEST_F(DfaTest, AScanLargerThanTheBlockDeliversNoScan) {
 TEST_F(DfaTest, AcquisitionAndChannelAnswers) {
   const int32_t h = OpenSample(kVariants[0].sample, "answers", sdUnknown);
   ASSERT_GE(h, 0);
-  EXPECT_EQ(IntAnswer(h, acqNumScans), 1200);
-  EXPECT_EQ(IntAnswer(h, acqScanSize), 4 * 15);
-  EXPECT_EQ(IntAnswer(h, acqPreTrigCount), 100);
-  EXPECT_EQ(IntAnswer(h, acqAppTitleLength), 8);
+  const std::pair<int32_t, int32_t> words[] = {
+      {acqNumScans, 1200}, {acqScanSize, 4 * 15}, {acqPreTrigCount, 100}, {acqAppTitleLength, 8}};
+  for (const auto& [request, expected] : words) EXPECT_EQ(IntAnswer(h, request), expected) << request;
   double lower = 0.0;
   int32_t precision = -9, unitsLength = 0;
   char label[64] = {};
@@ -410,10 +364,7 @@ TEST_F(DfaTest, AcquisitionAndChannelAnswers) {
   EXPECT_EQ(dfaGetChanInfo(h, 0, chnPrecision, 0, &precision), errNoError);
   EXPECT_EQ(dfaGetChanInfo(h, 0, chnLabel, sizeof label, label), errNoError);
   EXPECT_EQ(dfaGetChanInfo(h, 0, chnUnitsLength, 0, &unitsLength), errNoError);
-  EXPECT_EQ(lower, -5.0);
-  EXPECT_EQ(precision, 4);
-  EXPECT_STREQ(label, "Sine");
-  EXPECT_EQ(unitsLength, 2);
+  EXPECT_EQ(std::tuple(lower, precision, std::string(label), unitsLength), std::tuple(-5.0, 4, std::string("Sine"), 2));
 }
 
 TEST_F(DfaTest, TextAnswersAreCutToTheBufferAndNulFilled) {
@@ -512,10 +463,9 @@ TEST_F(DfaTest, ScanTimesOfAbsoluteRelativeAndUntimedSources) {
 
   // A Tarquil description with both rates 0 counts scans instead of timing them.
   std::vector<std::string> files = Write(SampleOf(4, 50, 5, 9), "untimed");
-  std::vector<uint8_t> desc = FileBytes(files[0]);
-  le::PutF32(&desc[10], 0.0f);
-  le::PutF32(&desc[14], 0.0f);
-  WriteBytes(files[0], desc);
+  std::string desc = Contents(files[0]);
+  desc.replace(10, 8, 8, '\0');
+  Store(files[0], desc);
   const int32_t h = dfaOpen(files[0].c_str(), sdTarquil);
   ASSERT_GE(h, 0);
   for (const int32_t request : {acqScanTimeAbs, acqScanTimeRel}) {
@@ -527,4 +477,4 @@ TEST_F(DfaTest, ScanTimesOfAbsoluteRelativeAndUntimedSources) {
 }
 
 }  // namespace
-}  // namespace travune
+}  // namespace travune::apitest

@@ -1,34 +1,22 @@
 // Source-type guessing: descriptions that two recognisers accept are settled by the evidence,
 // and a description nothing accepts is refused with the types tried.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <fstream>
 #include <string>
 #include <vector>
 
+#include "api/ApiTestKit.h"
 #include "api/SourceGuess.h"
-#include "samples/Samples.h"
 #include "support/LittleEndian.h"
-#include "travune/travune.h"
 
-namespace travune {
+namespace travune::apitest {
 namespace {
 
 class SourceGuessTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/travune-guess-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir_ = pattern;
-  }
-  void TearDown() override { ASSERT_EQ(std::system(("rm -rf '" + dir_ + "'").c_str()), 0); }
-  static void Write(const std::string& path, const std::vector<uint8_t>& bytes) {
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                                static_cast<std::streamsize>(bytes.size()));
-  }
-  std::string dir_;
+  static void Write(const std::string& path, const std::vector<uint8_t>& bytes) { Store(path, bytes); }
+  Scratch scratch_;
+  const std::string dir_ = scratch_.Root().string();
 };
 
 // A form-3 Morvane description of 7 voltage channels: 16 + 40 * 7 = 296 bytes, the size of a
@@ -49,11 +37,7 @@ std::vector<uint8_t> SevenChannelMorvane() {
 
 TEST_F(SourceGuessTest, SettlesDescriptionsThatTwoRecognisersAccept) {
   // The generator's Tarquil sample has 7 channels: the Morvane recogniser accepts it as well.
-  samples::SampleSpec tarquil;
-  tarquil.type = TRAVUNE_SRC_TARQUIL;
-  tarquil.scans = 100;
-  std::string error;
-  ASSERT_TRUE(samples::WriteSample(tarquil, dir_ + "/t", nullptr, &error)) << error;
+  scratch_.Sample(SampleOf(TRAVUNE_SRC_TARQUIL, 100), "t");
   std::string why;
   EXPECT_EQ(GuessSourceType((dir_ + "/t.DSC").c_str(), &why), TRAVUNE_SRC_TARQUIL);
   EXPECT_NE(why.find("morvane"), std::string::npos) << why;
@@ -75,4 +59,4 @@ TEST_F(SourceGuessTest, NamesTheTypesTriedWhenNothingFits) {
 }
 
 }  // namespace
-}  // namespace travune
+}  // namespace travune::apitest

@@ -2,86 +2,39 @@
 // without times, UFF text and binary) give the same bytes with TRAVUNE_FLAG_ONE_THREAD as when
 // they format on every core, and both equal the exported functions' small single-thread blocks.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
-#include "api/CvtSession.h"
-#include "platform/Platform.h"
-#include "samples/Samples.h"
-#include "travune/travune.h"
+#include "api/ApiTestKit.h"
 
-namespace travune {
+namespace travune::apitest {
 namespace {
-
-namespace fs = std::filesystem;
 
 // Several handle-API blocks at 16 channels, each large enough to be cut into chunks.
 constexpr int64_t kScans = 40000;
 
-std::string Bytes(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-platform::LocalTime FixedClock() { return {2026, 11, 23, 9, 8, 7, 6}; }
-
 class ThreadedFormatting : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "travune-threads-XXXXXX").string();
-    dir_ = mkdtemp(pattern.data());
-    platform::SetClock(FixedClock);
-    samples::SampleSpec sample;
-    sample.type = TRAVUNE_SRC_BRENLOW;
-    sample.scans = kScans;
-    sample.chans = 16;
-    sample.preTrig = 100;
-    std::string error;
-    ASSERT_TRUE(samples::WriteSample(sample, (dir_ / "acq").string(), &files_, &error)) << error;
-  }
-  void TearDown() override {
-    TheCvtSession().SetStartBlockBytes(0);
-    platform::SetClock(nullptr);
-    fs::remove_all(dir_);
-  }
-
-  std::string WithHandles(int32_t format, uint32_t flags, const std::string& name) {
-    const fs::path data = dir_ / name;
-    tvnAcq* acq = nullptr;
-    EXPECT_EQ(tvnAcqOpen(files_[0].c_str(), files_[1].c_str(), TRAVUNE_SRC_BRENLOW, &acq), TVN_OK);
-    tvnConvOptions options{};
-    options.format = format;
-    const std::string dataName = data.string();
-    options.dataName = dataName.c_str();
-    options.count = -1;
+  std::string WithHandles(int32_t format, uint32_t flags, const std::string& name) const {
+    const std::string data = scratch_.File(name);
+    tvnConvOptions options = ConvOptions(format, data);
     options.flags = flags;
-    tvnConv* conv = nullptr;
-    EXPECT_EQ(tvnConvOpen(acq, &options, &conv), TVN_OK);
-    EXPECT_EQ(tvnConvRun(conv, nullptr, nullptr), TVN_OK);
-    EXPECT_EQ(tvnConvFinish(conv), TVN_OK);
-    tvnConvClose(conv);
-    tvnAcqClose(acq);
-    return Bytes(data);
+    EXPECT_EQ(ConvertWithHandles(files_, TRAVUNE_SRC_BRENLOW, options), TVN_OK);
+    return Contents(data);
   }
 
-  std::string InSmallBlocks(int32_t format, uint32_t flags, const std::string& name) {
-    const fs::path data = dir_ / name, header = dir_ / (name + ".hdr");
-    TheCvtSession().SetStartBlockBytes(4096);
-    EXPECT_GE(cvtReadBinDescFile(files_[0].c_str(), files_[1].c_str(), TRAVUNE_SRC_BRENLOW), 0);
-    EXPECT_EQ(cvtInitDataFileEx(header.c_str(), data.c_str(), format, flags), 0);
-    for (int32_t percent = 0; percent >= 0 && percent < 100;) percent = cvtConvertBinData(format);
-    EXPECT_EQ(cvtCloseDataFile(format), 0);
-    cvtReleaseResources();
-    return Bytes(data);
+  // The exported functions in blocks of 4096 bytes.
+  std::string InSmallBlocks(int32_t format, uint32_t flags, const std::string& name) const {
+    CvtSteps steps(files_, scratch_.File(name + ".hdr"), scratch_.File(name), format);
+    steps.type = TRAVUNE_SRC_BRENLOW;
+    steps.flags = flags;
+    EXPECT_EQ(steps.Whole(), 0);
+    return Contents(steps.output);
   }
 
-  fs::path dir_;
-  std::vector<std::string> files_;
+  Scratch scratch_;
+  const std::vector<std::string> files_ = scratch_.Sample(SampleOf(TRAVUNE_SRC_BRENLOW, kScans, 100, 16), "acq");
 };
 
 TEST_F(ThreadedFormatting, OneThreadEveryCoreAndSmallBlocksGiveTheSameBytes) {
@@ -105,4 +58,4 @@ TEST_F(ThreadedFormatting, OneThreadEveryCoreAndSmallBlocksGiveTheSameBytes) {
 }
 
 }  // namespace
-}  // namespace travune
+}  // namespace travune::apitest

@@ -9,8 +9,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 
-namespace travune::testing {
+namespace travune::apitest {
 
 class ChildProcess {
  public:
@@ -20,24 +21,25 @@ class ChildProcess {
   using Handler = std::function<int32_t(char)>;
 
   ChildProcess(const Prepare& prepare, const Handler& handler) {
-    int commands[2];
-    int answers[2];
-    if (::pipe(commands) != 0) return;
-    if (::pipe(answers) != 0) {
-      CloseBoth(commands);
+    int commands[2] = {-1, -1};
+    int answers[2] = {-1, -1};
+    if (::pipe(commands) != 0 || ::pipe(answers) != 0) {
+      CloseAll({commands[0], commands[1], answers[0], answers[1]});
       return;
     }
-    pid_t pid = ::fork();
+    const pid_t pid = ::fork();
     if (pid == 0) {
-      KeepOnly(commands[0], answers[1]);
+      // The child holds no file, lock or pipe end of the parent or of a sibling.
+      CloseAll({commands[1], answers[0]});
+      ::dup2(commands[0], 3);
+      ::dup2(answers[1], 4);
+      ::close_range(5, ~0u, 0);
       if (prepare) prepare();
-      Serve(commands[0], answers[1], handler);
+      Serve(3, 4, handler);
     }
-    ::close(commands[0]);
-    ::close(answers[1]);
+    CloseAll({commands[0], answers[1]});
     if (pid < 0) {
-      ::close(commands[1]);
-      ::close(answers[0]);
+      CloseAll({commands[1], answers[0]});
       return;
     }
     pid_ = pid;
@@ -49,21 +51,17 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  bool Started() const { return pid_ > 0; }
-
   // Sends command and waits for its answer; false when the child has died.
   bool Ask(char command, int32_t* answer) {
-    if (toChild_ < 0 || ::write(toChild_, &command, 1) != 1) return false;
-    return ReadAll(fromChild_, answer, sizeof *answer);
+    return toChild_ >= 0 && ::write(toChild_, &command, 1) == 1 &&
+           ::read(fromChild_, answer, sizeof *answer) == static_cast<ssize_t>(sizeof *answer);
   }
 
   // Closes the command pipe, which ends the child, and returns its wait status (-1 when none).
   int Finish() {
-    if (toChild_ >= 0) ::close(toChild_);
-    if (fromChild_ >= 0) ::close(fromChild_);
+    CloseAll({toChild_, fromChild_});
     toChild_ = fromChild_ = -1;
-    if (pid_ <= 0) return waitStatus_;
-    ::waitpid(pid_, &waitStatus_, 0);
+    if (pid_ > 0) ::waitpid(pid_, &waitStatus_, 0);
     pid_ = -1;
     return waitStatus_;
   }
@@ -81,30 +79,10 @@ class ChildProcess {
     ::_exit(0);
   }
 
-  // Closes every descriptor above the standard three except a and b, so that the child holds
-  // no file, lock or pipe end of the parent or of a sibling.
-  static void KeepOnly(int a, int b) {
-    const unsigned low = static_cast<unsigned>(a < b ? a : b);
-    const unsigned high = static_cast<unsigned>(a < b ? b : a);
-    if (low > 3) ::close_range(3, low - 1, 0);
-    if (high > low + 1) ::close_range(low + 1, high - 1, 0);
-    ::close_range(high + 1, ~0u, 0);
-  }
-
-  static bool ReadAll(int fd, void* buffer, size_t n) {
-    auto* bytes = static_cast<char*>(buffer);
-    while (n > 0) {
-      const ssize_t got = ::read(fd, bytes, n);
-      if (got <= 0) return false;
-      bytes += got;
-      n -= static_cast<size_t>(got);
+  static void CloseAll(std::initializer_list<int> fds) {
+    for (const int fd : fds) {
+      if (fd >= 0) ::close(fd);
     }
-    return true;
-  }
-
-  static void CloseBoth(int fds[2]) {
-    ::close(fds[0]);
-    ::close(fds[1]);
   }
 
   pid_t pid_ = -1;
@@ -113,4 +91,4 @@ class ChildProcess {
   int waitStatus_ = -1;
 };
 
-}  // namespace travune::testing
+}  // namespace travune::apitest

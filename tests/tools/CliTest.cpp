@@ -1,62 +1,102 @@
-// Runs the built travune tool in a temporary directory: exit codes, type and format names,
-// output naming, refusal to overwrite inputs, and what info --json and dump print.
+// Runs the built travune tool in a temporary directory: exit codes, type and format names, output
+// naming, what info --json and dump print, and damaged, cut, misnamed and locked recordings and
+// outputs that must not be lost (exit status, messages, the files afterwards and their bytes).
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <functional>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "api/ApiTestKit.h"
+
+namespace travune::apitest {
 namespace {
 
-namespace fs = std::filesystem;
-
 struct RunResult {
-  int exitCode = -1;
+  int exitCode = -1;  // -1 when ended by a signal
+  int signal = 0;
   std::string out;
   std::string err;
 };
 
-std::string ReadText(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+bool Contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+RunResult FromWaitStatus(int status) {
+  RunResult result;
+  result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+  return result;
 }
+
+// Float32 output of a Morvane sample: 15 channels of 4 bytes per scan.
+constexpr size_t kMorvaneScanOut = 15 * 4;
 
 class CliTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "travune-cli-XXXXXX").string();
-    dir_ = mkdtemp(pattern.data());
-  }
-  void TearDown() override { fs::remove_all(dir_); }
+  void TearDown() override { fs::permissions(scratch_.Root(), fs::perms::owner_all, fs::perm_options::add); }
 
-  // Runs "travune args" with the temporary directory as working directory.
-  RunResult Run(const std::string& args) const {
-    const std::string command =
-        "cd '" + dir_.string() + "' && '" TRAVUNE_CLI_PATH "' " + args + " > .stdout 2> .stderr < /dev/null";
-    const int status = std::system(command.c_str());
-    RunResult result;
-    result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    result.out = ReadText(dir_ / ".stdout");
-    result.err = ReadText(dir_ / ".stderr");
+ public:
+  // Runs "travune args" in the temporary directory; prefix runs before it in the same shell.
+  RunResult Run(const std::string& args, const std::string& prefix = "") const {
+    const std::string command = "cd '" + scratch_.Root().string() + "' && " + prefix + " '" TRAVUNE_CLI_PATH "' " +
+                                args + " > .stdout 2> .stderr < /dev/null";
+    RunResult result = FromWaitStatus(std::system(command.c_str()));
+    result.out = Contents(scratch_ / ".stdout");
+    result.err = Contents(scratch_ / ".stderr");
     return result;
   }
+  void Sample(const std::string& args) const { ASSERT_EQ(Run("sample " + args).exitCode, 0) << args; }
+  std::string Text(const std::string& name) const { return Contents(scratch_ / name); }
+  void Write(const std::string& name, const std::string& text) const { Store(scratch_ / name, text); }
 
-  // A 1000-scan Morvane sample "run.DSC" + "run.bin" in the temporary directory.
-  void MakeMorvaneSample() const { ASSERT_EQ(Run("sample --type morvane --scans 1000 run").exitCode, 0); }
+ protected:
+  // Starts a conversion of big.DSC into out.f32, sends sig once the output has data, waits.
+  RunResult KillMidWay(int sig) const {
+    const pid_t child = fork();
+    if (child == 0) {
+      if (chdir(scratch_.Root().c_str()) != 0) _exit(127);
+      const int quiet = open("/dev/null", O_WRONLY);
+      dup2(quiet, STDOUT_FILENO);
+      dup2(quiet, STDERR_FILENO);
+      execl(TRAVUNE_CLI_PATH, "travune", "convert", "big.DSC", "--to", "Float32", "-o", "out.f32",
+            static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    std::error_code ec;
+    for (int i = 0; i < 6000 && fs::file_size(scratch_ / "out.f32", ec) < 100000; ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    kill(child, sig);
+    int status = 0;
+    waitpid(child, &status, 0);
+    return FromWaitStatus(status);
+  }
 
-  fs::path dir_;
+  // Hidden backups in the temporary directory.
+  int Backups() const {
+    int count = 0;
+    for (const auto& entry : fs::directory_iterator(scratch_.Root())) count += Contains(entry.path().string(), "travune-backup");
+    return count;
+  }
+
+ public:
+  Scratch scratch_;
 };
 
 TEST_F(CliTest, ExitCodes) {
-  MakeMorvaneSample();
+  Sample("--type morvane --scans 1000 run");
   const struct { const char* args; int exitCode; } cases[] = {
       {"", 2},
       {"frobnicate", 2},
@@ -68,27 +108,30 @@ TEST_F(CliTest, ExitCodes) {
       {"convert run.DSC --to Float32 --scans -1:5", 2},
       {"convert missing.DSC --to Float32 --type morvane", 1},
       {"info run.DSC", 0},
+      // Samples a type cannot hold are refused before anything is written.
       {"sample --type quillon --stamps x", 2},
+      {"sample --type morvane --packed x", 2},
+      {"sample --type morvane --scans 10 --pretrig 11 x", 2},
+      {"sample --type morvane --chans 257 x", 2},
       {"sample --type morvane --scans many x", 2},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(Run(c.args).exitCode, c.exitCode) << "travune " << c.args;
-  }
+  for (const auto& c : cases) EXPECT_EQ(Run(c.args).exitCode, c.exitCode) << "travune " << c.args;
+  EXPECT_FALSE(fs::exists(scratch_ / "x.DSC"));
 }
 
 TEST_F(CliTest, SourceTypeNamesAreCaseInsensitiveAndBadOnesListTheAcceptedNames) {
-  MakeMorvaneSample();
+  Sample("--type morvane --scans 1000 run");
   for (const char* name : {"MorVane", "3"}) {
     const RunResult r = Run(std::string("info run.DSC --type ") + name);
     EXPECT_EQ(r.exitCode, 0) << name << ": " << r.err;
-    EXPECT_NE(r.out.find("Morvane"), std::string::npos) << name;
+    EXPECT_TRUE(Contains(r.out, "Morvane")) << name;
   }
   // "bin" is the registry's short name of two source types: it is not accepted.
   for (const char* name : {"bin", "9"}) {
     const RunResult r = Run(std::string("convert run.DSC --to Float32 --type ") + name);
     EXPECT_EQ(r.exitCode, 2) << name;
     for (const char* accepted : {"morvane", "tarquil", "brenlow", "vexmoor", "threnix", "quillon", "celdrin"}) {
-      EXPECT_NE(r.err.find(accepted), std::string::npos) << name << " lacks " << accepted << ": " << r.err;
+      EXPECT_TRUE(Contains(r.err, accepted)) << name << " lacks " << accepted << ": " << r.err;
     }
   }
   // Target formats by short name in any case or by id.
@@ -98,39 +141,55 @@ TEST_F(CliTest, SourceTypeNamesAreCaseInsensitiveAndBadOnesListTheAcceptedNames)
 }
 
 TEST_F(CliTest, ConvertsARelativeNameBesideItAndToAnExactOutputPath) {
-  MakeMorvaneSample();
+  Sample("--type morvane --scans 1000 run");
   const RunResult beside = Run("convert run.DSC --to Float32");
   ASSERT_EQ(beside.exitCode, 0) << beside.err;
-  EXPECT_EQ(fs::file_size(dir_ / "run.F32"), 1000u * 15u * 4u);
-  EXPECT_NE(beside.out.find("run.F32"), std::string::npos);
+  EXPECT_EQ(Text("run.F32").size(), 1000u * kMorvaneScanOut);
+  EXPECT_TRUE(Contains(beside.out, "run.F32"));
 
-  fs::create_directory(dir_ / "sub");
+  fs::create_directory(scratch_ / "sub");
   const RunResult exact = Run("convert run.DSC --to Float32 -o sub/values.raw --scans 10:20");
   ASSERT_EQ(exact.exitCode, 0) << exact.err;
-  EXPECT_EQ(fs::file_size(dir_ / "sub/values.raw"), 20u * 15u * 4u);
-  EXPECT_NE(exact.out.find("sub/values.raw"), std::string::npos);
+  EXPECT_TRUE(Contains(exact.out, "sub/values.raw"));
   // The exact range is the beside file's scans 10..29.
-  const std::string all = ReadText(dir_ / "run.F32");
-  EXPECT_EQ(ReadText(dir_ / "sub/values.raw"), all.substr(10 * 60, 20 * 60));
+  EXPECT_EQ(Text("sub/values.raw"), Text("run.F32").substr(10 * kMorvaneScanOut, 20 * kMorvaneScanOut));
 }
 
 TEST_F(CliTest, RefusesToOverwriteAnInputFile) {
-  MakeMorvaneSample();
-  const std::string data = ReadText(dir_ / "run.bin");
-  const std::string desc = ReadText(dir_ / "run.DSC");
-  fs::create_hard_link(dir_ / "run.bin", dir_ / "alias.f32");
-  const std::string viaParent = "../" + dir_.filename().string() + "/run.bin";
-  for (const std::string& target :
-       {std::string("run.bin"), std::string("./run.DSC"), viaParent, std::string("alias.f32")}) {
+  Sample("--type morvane --scans 1000 run");
+  const std::string data = Text("run.bin");
+  const std::string desc = Text("run.DSC");
+  fs::create_hard_link(scratch_ / "run.bin", scratch_ / "alias.f32");
+  const std::string viaParent = "../" + scratch_.Root().filename().string() + "/run.bin";
+  for (const std::string& target : {std::string("run.bin"), std::string("./run.DSC"), viaParent, std::string("alias.f32")}) {
     const RunResult r = Run("convert run.DSC --to Float32 -o " + target);
     EXPECT_EQ(r.exitCode, 1) << target;
-    EXPECT_NE(r.err.find("refusing"), std::string::npos) << target << ": " << r.err;
+    EXPECT_TRUE(Contains(r.err, "refusing")) << target << ": " << r.err;
   }
-  EXPECT_EQ(ReadText(dir_ / "run.bin"), data);
-  EXPECT_EQ(ReadText(dir_ / "run.DSC"), desc);
+  EXPECT_EQ(Text("run.bin"), data);
+  EXPECT_EQ(Text("run.DSC"), desc);
 }
 
-// ---- info and dump through Data File Access ---------------------------------------------
+TEST_F(CliTest, InfoAsJson) {
+  Sample("--type morvane --scans 1000 --pretrig 100 run");
+  const RunResult r = Run("info run.DSC --json --type morvane");
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 1);
+  for (const char* field : {"\"scans\":1000,", "\"preTrigScans\":100,",
+                            "{\"label\":\"Sine\",\"units\":\"V\",\"lower\":-5,\"upper\":5,\"precision\":4}"}) {
+    EXPECT_TRUE(Contains(r.out, field)) << field << " in " << r.out;
+  }
+  // 1000 scans/s: scan 0 lies 0.1 s before the trigger scan, scan 999 0.899 s after it.
+  const auto number = [&](const std::string& key) {
+    const size_t at = r.out.find("\"" + key + "\":");
+    return at == std::string::npos ? 1e9 : std::strtod(r.out.c_str() + at + key.size() + 3, nullptr);
+  };
+  EXPECT_NEAR(number("firstScanTime"), -0.1, 1e-9);
+  EXPECT_NEAR(number("lastScanTime"), 0.899, 1e-9);
+  size_t channels = 0;
+  for (size_t at = r.out.find("\"label\":"); at != std::string::npos; at = r.out.find("\"label\":", at + 1)) ++channels;
+  EXPECT_EQ(channels, 15u);
+}
 
 std::vector<std::vector<std::string>> TableRows(const std::string& text) {
   std::vector<std::vector<std::string>> rows;
@@ -144,51 +203,26 @@ std::vector<std::vector<std::string>> TableRows(const std::string& text) {
   return rows;
 }
 
-TEST_F(CliTest, InfoAsJson) {
-  ASSERT_EQ(Run("sample --type morvane --scans 1000 --pretrig 100 run").exitCode, 0);
-  const RunResult r = Run("info run.DSC --json --type morvane");
-  ASSERT_EQ(r.exitCode, 0) << r.err;
-  EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 1);
-  for (const char* field : {"\"scans\":1000,", "\"preTrigScans\":100,",
-                            "{\"label\":\"Sine\",\"units\":\"V\",\"lower\":-5,\"upper\":5,\"precision\":4}"}) {
-    EXPECT_NE(r.out.find(field), std::string::npos) << field << " in " << r.out;
-  }
-  // 1000 scans/s: scan 0 lies 0.1 s before the trigger scan, scan 999 0.899 s after it.
-  const auto number = [&](const std::string& key) {
-    const size_t at = r.out.find("\"" + key + "\":");
-    return at == std::string::npos ? 1e9 : std::strtod(r.out.c_str() + at + key.size() + 3, nullptr);
-  };
-  EXPECT_NEAR(number("firstScanTime"), -0.1, 1e-9);
-  EXPECT_NEAR(number("lastScanTime"), 0.899, 1e-9);
-  const std::string labels = "\"label\":";
-  size_t channels = 0;
-  for (size_t at = r.out.find(labels); at != std::string::npos; at = r.out.find(labels, at + 1)) ++channels;
-  EXPECT_EQ(channels, 15u);
-}
-
 // The printed values read back to the very floats a Float32 conversion writes.
 TEST_F(CliTest, DumpPrintsTheConvertedFloats) {
-  MakeMorvaneSample();
+  Sample("--type morvane --scans 1000 run");
   ASSERT_EQ(Run("convert run.DSC --to Float32 -o all.f32").exitCode, 0);
-  const std::string all = ReadText(dir_ / "all.f32");
+  const std::string all = Text("all.f32");
   const RunResult r = Run("dump run.DSC --scans 990:20 --time");
   ASSERT_EQ(r.exitCode, 0) << r.err;
   const std::vector<std::vector<std::string>> rows = TableRows(r.out);
   ASSERT_EQ(rows.size(), 11u);  // clipped at the 1000th scan
-  ASSERT_EQ(rows[0].size(), 17u);
-  EXPECT_EQ(rows[0][0], "scan");
-  EXPECT_EQ(rows[0][1], "time [s]");
-  EXPECT_EQ(rows[0][2], "Sine [V]");
-  for (size_t i = 1; i < rows.size(); ++i) {
+  EXPECT_EQ(std::vector<std::string>(rows[0].begin(), rows[0].begin() + 3),
+            (std::vector<std::string>{"scan", "time [s]", "Sine [V]"}));
+  for (size_t i = 0; i < rows.size(); ++i) {
     ASSERT_EQ(rows[i].size(), 17u) << i;
+    if (i == 0) continue;
     const size_t scan = 989 + i;
     EXPECT_EQ(rows[i][0], std::to_string(scan));
     EXPECT_NEAR(std::stod(rows[i][1]), static_cast<double>(scan) / 1000.0, 1e-9);  // 1000 scans/s, no pre-trigger
     for (size_t c = 0; c < 15; ++c) {
-      float expected = 0.0f;
-      std::memcpy(&expected, all.data() + 4 * (scan * 15 + c), 4);
       const float printed = std::strtof(rows[i][2 + c].c_str(), nullptr);
-      EXPECT_EQ(std::memcmp(&printed, &expected, 4), 0) << "scan " << scan << " channel " << c;
+      EXPECT_EQ(std::memcmp(&printed, all.data() + 4 * (scan * 15 + c), 4), 0) << "scan " << scan << " channel " << c;
     }
   }
   const RunResult one = Run("dump run.DSC --chan 7 --scans 0:3");
@@ -198,4 +232,147 @@ TEST_F(CliTest, DumpPrintsTheConvertedFloats) {
   EXPECT_EQ(Run("dump run.DSC --scans 1001:1").exitCode, 1);
 }
 
+struct Case {
+  const char* name;
+  std::function<void(CliTest&)> prepare;
+  const char* args;
+  int exitCode;
+  std::vector<const char*> errHas;
+  std::function<void(const CliTest&, const RunResult&)> check;
+};
+
+TEST_F(CliTest, DamagedInputsAndProtectedOutputs) {
+  Sample("--type morvane --scans 1000 run");
+  ASSERT_EQ(Run("convert run.DSC --to Float32 -o whole.f32").exitCode, 0);
+  const std::string whole = Text("whole.f32");
+  ASSERT_EQ(whole.size(), 1000 * kMorvaneScanOut);
+  const std::string runBin = Text("run.bin");
+  const auto absent = [](const char* name) {
+    return [name](const CliTest& t, const RunResult&) { EXPECT_FALSE(fs::exists(t.scratch_ / name)) << name; };
+  };
+  const auto holds = [](const char* name, const std::string& text) {
+    return [name, text](const CliTest& t, const RunResult&) { EXPECT_TRUE(t.Text(name) == text) << name; };
+  };
+  const auto nothing = [](CliTest&) {};
+
+  const std::vector<Case> cases = {
+      {"-o names a directory: usage error, directory untouched",
+       [](CliTest& t) {
+         fs::create_directory(t.scratch_ / "outdir");
+         t.Write("outdir/keep", "kept");
+       },
+       "convert run.DSC --to Float32 -o outdir", 2, {"directory"}, holds("outdir/keep", "kept")},
+      {"--type morvane on a Tarquil description of a Morvane size is refused",
+       [](CliTest& t) {
+         t.Sample("--type tarquil --chans 31 tq");
+         // 30-byte header + 31 records of 38 bytes = 32-byte header + 21 records of 56 bytes.
+         ASSERT_EQ(t.Text("tq.DSC").size(), 1208u);
+       },
+       "convert tq.DSC --type morvane --to Float32 -o tq.f32", 1, {"tq.DSC", "--type"}, absent("tq.f32")},
+      {"a Celdrin description cut to half is refused",
+       [](CliTest& t) {
+         t.Sample("--type celdrin cel");
+         ASSERT_EQ(t.Text("cel.HX$").size(), 316u);
+         t.Write("cel.HX$", t.Text("cel.HX$").substr(0, 158));
+       },
+       "convert 'cel.HX$' --to Float32 -o cel.f32", 1, {"cel.HX$", "range", "--force"}, absent("cel.f32")},
+      {"an empty data file fails and keeps the existing output",
+       [](CliTest& t) {
+         t.Write("run.bin", "");
+         t.Write("out.f32", "precious");
+       },
+       "convert run.DSC --to Float32 -o out.f32", 1, {"empty"}, holds("out.f32", "precious")},
+      {"a partial last scan is named and the whole scans converted",
+       [runBin](CliTest& t) { t.Write("run.bin", runBin + "12345"); }, "convert run.DSC --to Float32 -o part.f32",
+       0, {"partial", "5 bytes"}, holds("part.f32", whole)},
+      {"a data file with fewer scans than programmed: the scans present are converted",
+       [runBin](CliTest& t) { t.Write("run.bin", runBin.substr(0, 600 * 36)); },
+       "convert run.DSC --to Float32 -o cut.f32", 0, {"600 of the 1000", "400 are missing"},
+       holds("cut.f32", whole.substr(0, 600 * kMorvaneScanOut))},
+      {"a read-only output is not replaced",
+       [runBin](CliTest& t) {
+         t.Write("run.bin", runBin);
+         t.Write("ro.f32", "read-only");
+         fs::permissions(t.scratch_ / "ro.f32", fs::perms::owner_read);
+       },
+       "convert run.DSC --to Float32 -o ro.f32", 1, {"ro.f32", "read-only", "--force"}, holds("ro.f32", "read-only")},
+      {"a data file named M2.BIN is found",
+       [](CliTest& t) {
+         t.Sample("--type morvane --scans 1000 M2");
+         fs::rename(t.scratch_ / "M2.bin", t.scratch_ / "M2.BIN");
+       },
+       "convert M2.DSC --to Float32 -o m2.f32", 0, {}, holds("m2.f32", whole)},
+      {"a missing data file names what was tried and suggests --data",
+       [](CliTest& t) { fs::rename(t.scratch_ / "M2.BIN", t.scratch_ / "elsewhere.raw"); },
+       "convert M2.DSC --to Float32 --type morvane -o m3.f32", 1, {"M2.bin", "any letter case", "--data"},
+       absent("m3.f32")},
+      {"-o - writes a text format to standard output", nothing, "convert run.DSC --to ASCII --scans 0:3 -o -", 0, {},
+       [](const CliTest& t, const RunResult& r) {
+         EXPECT_FALSE(fs::exists(t.scratch_ / "-"));
+         EXPECT_TRUE(r.out.rfind("Sine\t", 0) == 0) << r.out;
+         // A header line of labels, one of units, then one line per scan.
+         EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 5) << r.out;
+       }},
+      {"--chans picks channels by number, range and label in the order given", nothing,
+       "convert run.DSC --to Float32 --chans Ramp,0-1 -o ch.f32", 0, {},
+       [whole](const CliTest& t, const RunResult&) {
+         const std::string picked = t.Text("ch.f32");
+         ASSERT_EQ(picked.size(), 1000u * 3 * 4);
+         for (size_t s = 0; s < 1000; ++s) {
+           const std::string row = whole.substr(s * kMorvaneScanOut, kMorvaneScanOut);
+           // "Ramp" is channel 7 of the Morvane sample.
+           ASSERT_EQ(picked.substr(s * 12, 12), row.substr(7 * 4, 4) + row.substr(0, 8)) << "scan " << s;
+         }
+       }},
+      {"a batch converts what it can, one line per file, and fails as a whole",
+       [](CliTest& t) { fs::create_directory(t.scratch_ / "batch"); },
+       "convert run.DSC M2.DSC missing.DSC --to Float32 -d batch -j 2", 1, {"missing.DSC"},
+       [whole](const CliTest& t, const RunResult& r) {
+         EXPECT_TRUE(t.Text("batch/run.F32") == whole);
+         EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 1) << r.out;
+       }},
+      {"a sample whose data file name is taken leaves no description behind",
+       [](CliTest& t) { fs::create_directory(t.scratch_ / "busy.bin"); }, "sample --type morvane busy", 1,
+       {"busy.bin"}, absent("busy.DSC")},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    c.prepare(*this);
+    const RunResult r = Run(c.args);
+    EXPECT_EQ(r.exitCode, c.exitCode) << r.err;
+    for (const char* part : c.errHas) EXPECT_TRUE(Contains(r.err, part)) << "wanted '" << part << "' in: " << r.err;
+    c.check(*this, r);
+  }
+}
+
+TEST_F(CliTest, DataFileHeldByAnotherProcessIsSaidSo) {
+  Sample("--type morvane --scans 100 run");
+  const int fd = open((scratch_ / "run.bin").c_str(), O_RDONLY);
+  ASSERT_EQ(flock(fd, LOCK_EX | LOCK_NB), 0);
+  const RunResult r = Run("convert run.DSC --to Float32 --type morvane");
+  close(fd);
+  EXPECT_EQ(r.exitCode, 1);
+  EXPECT_TRUE(Contains(r.err, "held by another process")) << r.err;
+}
+
+TEST_F(CliTest, SignalsAndFileSizeLimitsRestoreThePreviousOutput) {
+  Sample("--type morvane --scans 400000 big");
+  for (const int sig : {SIGTERM, SIGHUP, SIGINT}) {
+    SCOPED_TRACE(sig);
+    Write("out.f32", "precious");
+    EXPECT_EQ(KillMidWay(sig).signal, sig);
+    EXPECT_EQ(Text("out.f32"), "precious");
+    EXPECT_EQ(Backups(), 0);
+  }
+  // A 64 KiB file-size limit, with SIGXFSZ fatal (handled by the tool) and ignored (writes fail).
+  for (const char* prefix : {"ulimit -f 128;", "trap '' XFSZ; ulimit -f 128;"}) {
+    SCOPED_TRACE(prefix);
+    Write("out.f32", "precious");
+    EXPECT_NE(Run("convert big.DSC --to Float32 -o out.f32", prefix).exitCode, 0);
+    EXPECT_EQ(Text("out.f32"), "precious");
+    EXPECT_EQ(Backups(), 0);
+  }
+}
+
 }  // namespace
+}  // namespace travune::apitest
