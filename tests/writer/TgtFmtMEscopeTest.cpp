@@ -152,8 +152,6 @@ TEST(TgtFmtMEscope, BlockFilesAsTheCallsDescribeThem) {
       source.SetPreTrigCount(c.twoTimeBases ? 2 : 1);
       TgtFmtMEscope writer(&source);
       ASSERT_TRUE(writer.IsOk());
-      EXPECT_EQ(writer.OutputBytesPerScan(), 10);
-      EXPECT_FALSE(writer.WantsHeaderFile());
       codes::ScratchDir dir;
       const WriterRun run = RunWriter(writer, dir.File(c.dataName), c.first, c.count, blockScans);
       EXPECT_TRUE(run.preConverted);

@@ -58,9 +58,6 @@ TEST(TgtFmtWav, HeadAndFramesAreExactlyTheFormats) {
     FakeSource source(channels, c.values);
     source.SetRates(c.rate, c.rate);
     TgtFmtWav writer(&source);
-    ASSERT_TRUE(writer.IsOk());
-    EXPECT_FALSE(writer.WantsHeaderFile());
-    EXPECT_EQ(writer.OutputBytesPerScan(), 2 * c.chans);
     const testing::WrittenFiles files =
         testing::RunWriter(writer, static_cast<int64_t>(c.values.size()) / c.chans, dir);
     ASSERT_EQ(files.data.size(), TgtFmtWav::kHeadBytes + c.values.size() * 2);

@@ -176,32 +176,6 @@ TEST_F(UffWriterTest, BinaryFileDeclaresItsBytesAndHoldsLittleEndianFloats) {
   }
 }
 
-TEST_F(UffWriterTest, AScanRangeDeclaresTheValuesItWrites) {
-  for (const bool binary : {false, true}) {
-    SCOPED_TRACE(binary ? "binary" : "text");
-    auto source = TwoChannels(3);
-    TgtFmtUff58Binary binaryWriter(source.get(), WriterContext{});
-    TgtFmtUff58Ascii textWriter(source.get(), WriterContext{});
-    const std::string file = Run(binary ? static_cast<TgtFmt&>(binaryWriter) : textWriter, 2, 2, 5);
-    // Record 7 declares the 5 values written, not the 10 scans of the acquisition.
-    EXPECT_NE(file.find("         2         5         0  0.00000E+00"), std::string::npos);
-    const UffContents contents = ReadUff(Path("out.unv"));
-    ASSERT_TRUE(contents.ok) << contents.error;
-    ASSERT_EQ(contents.channels.size(), 2u);
-    const auto& load = contents.channels[1];
-    EXPECT_EQ(load.declaredValues, 5);
-    if (binary) {
-      EXPECT_EQ(load.declaredBytes, 40);  // 5 pairs of floats
-    }
-    ASSERT_EQ(load.values.size(), 5u);
-    for (int64_t s = 0; s < 5; ++s) {
-      const double x = kTenScans[static_cast<size_t>(2 * (s + 2) + 1)];
-      EXPECT_NEAR(load.values[static_cast<size_t>(s)], x, 5e-6 * std::abs(x) + (binary ? 1e-7 * std::abs(x) : 0.0));
-      EXPECT_NEAR(load.times[static_cast<size_t>(s)], (static_cast<double>(s) + 2.0 - 3.0) / 1000.0, 1e-9);
-    }
-  }
-}
-
 TEST_F(UffWriterTest, DecimalCommaReachesEveryNumber) {
   auto source = TwoChannels(0);
   WriterContext context;
