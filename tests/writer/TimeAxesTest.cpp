@@ -10,6 +10,7 @@
 #include "samples/Calendar.h"
 #include "samples/Samples.h"
 #include "writer/WriterRuns.h"
+#include "writer/decoders/BlockDecoder.h"
 #include "writer/decoders/DIAdemDecoder.h"
 #include "writer/decoders/HalvardDecoder.h"
 #include "writer/decoders/TextDecoder.h"
@@ -23,6 +24,7 @@ namespace {
 struct Axis {
   std::vector<double> seconds;
   bool native = true;
+  bool everyScan = false;  // a scan range keeps every scan of the acquisition, 0 outside it
   double absTolerance = 2e-6;  // dates near 45000 days carry about a microsecond
   double relTolerance = 0.0;
 };
@@ -76,6 +78,19 @@ Axis UffAxis(const std::string& data, const std::string&) {
   return axis;
 }
 
+// The block file's x values: seconds from the trigger at one rate, else each scan's native time
+// in seconds, as floats.
+Axis BlockAxis(const std::string& data, const std::string&) {
+  Axis axis;
+  const BlockFile file = ReadBlockFile(data);
+  EXPECT_TRUE(file.ok) << file.error;
+  axis.seconds = file.x;
+  axis.native = file.spacing == "Non-Uniform";
+  axis.everyScan = true;
+  axis.relTolerance = 1e-6;
+  return axis;
+}
+
 // When a writer writes times at all.
 enum class Present { kAlways, kDatedSources, kNever, kAfterPreTriggerScans };
 
@@ -95,6 +110,7 @@ const TimedWriter kWriters[] = {
     {"Halvard without times", TRAVUNE_FMT_HALVARD, 0, HalvardAxis, Present::kNever, false},
     {"UFF text", TRAVUNE_FMT_UFF58_ASCII, 0, UffAxis, Present::kAfterPreTriggerScans, true},
     {"UFF binary", TRAVUNE_FMT_UFF58_BINARY, 0, UffAxis, Present::kAfterPreTriggerScans, true},
+    {"ME'scope", TRAVUNE_FMT_MESCOPE, 0, BlockAxis, Present::kAlways, true},
 };
 
 struct Variant {
@@ -129,12 +145,19 @@ bool WritesTimes(const TimedWriter& w, const samples::SampleSpec& sample) {
 
 // The axis of scans [first, first + count) against the generator's times of those scans.
 void ExpectTimes(const Axis& axis, const samples::SampleSpec& sample, int64_t first, int64_t count) {
-  ASSERT_EQ(static_cast<int64_t>(axis.seconds.size()), count);
+  const int64_t offset = axis.everyScan ? first : 0;
+  ASSERT_EQ(static_cast<int64_t>(axis.seconds.size()), axis.everyScan ? sample.scans : count);
+  if (axis.everyScan && axis.native) {
+    for (int64_t s = 0; s < sample.scans; ++s) {
+      const bool converted = s >= first && s < first + count;
+      ASSERT_TRUE(converted || axis.seconds[static_cast<size_t>(s)] == 0.0) << "scan " << s;
+    }
+  }
   const double reference = axis.native ? 0.0 : samples::ExpectedScanTime(sample, sample.preTrig);
   int failures = 0;
   for (int64_t s = 0; s < count && failures < 5; ++s) {
     const double expected = (samples::ExpectedScanTime(sample, first + s) - reference) * 86400.0;
-    const double seconds = axis.seconds[static_cast<size_t>(s)];
+    const double seconds = axis.seconds[static_cast<size_t>(offset + s)];
     if (!(std::fabs(seconds - expected) <= axis.absTolerance + axis.relTolerance * std::fabs(expected))) {
       ++failures;
       ADD_FAILURE() << "scan " << first + s << ": " << seconds << " s for " << expected << " s";

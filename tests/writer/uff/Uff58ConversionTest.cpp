@@ -5,10 +5,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <bit>
 #include <cmath>
 #include <filesystem>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -26,45 +24,30 @@ using testing::ReadUff;
 using testing::UffContents;
 using testing::UffWriterTest;
 
-struct Variant {
-  const char* name;
-  SampleSpec request;
-  uint32_t flags;
-};
-
-const Variant kMorvane = {"morvaneTrig", testing::SampleOf(3, 700, 40), 0};
-const Variant kQuillon = {"quillon", testing::SampleOf(5, 700, 100), 0};
+const SampleSpec kMorvane = testing::SampleOf(TRAVUNE_SRC_MORVANE, 700, 40);
+const SampleSpec kQuillon = testing::SampleOf(TRAVUNE_SRC_QUILLON, 700, 100);
 
 class Uff58Conversion : public UffWriterTest {
  protected:
-  std::vector<std::string> Sample(const Variant& v) {
-    std::vector<std::string> files;
-    std::string error;
-    EXPECT_TRUE(samples::WriteSample(v.request, Path(v.name), &files, &error)) << error;
-    return files;
+  std::vector<std::string> Sample(const SampleSpec& sample, const std::string& name) {
+    return testing::WriteSampleFiles(sample, scratch_, name);
   }
 };
 
-// Opens, converts (scans [first, first + count) when count > 0) and closes; 0 or the first
-// failing status.
-int32_t Convert(const std::vector<std::string>& files, const Variant& v, int32_t format, const std::string& output,
-                int64_t blockBytes, uint32_t first = 0, uint32_t count = 0) {
-  if (cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), v.request.type) < 0) {
-    cvtReleaseResources();
-    return -1;
-  }
-  TheCvtSession().SetStartBlockBytes(blockBytes);
-  int32_t status = cvtInitDataFileEx(output.c_str(), output.c_str(), format, v.flags);
-  if (status == 0) {
-    if (count > 0) cvtSetBinDataBlock(first, count, 0);
-    int32_t percent = 0;
-    for (int calls = 0; percent >= 0 && percent < 100 && calls < 100000; ++calls) percent = cvtConvertBinData(format);
-    status = percent < 0 ? percent : 0;
-  }
-  const int32_t closed = cvtCloseDataFile(format);
-  cvtReleaseResources();
-  TheCvtSession().SetStartBlockBytes(0);
-  return status != 0 ? status : closed;
+// The exported functions in blocks of 4096 raw bytes (scans [first, first + count) when count
+// > 0); 0 or the first failing status.
+int32_t Convert(const std::vector<std::string>& files, const SampleSpec& sample, int32_t format,
+                const std::string& output, char mark = '.', uint32_t first = 0, uint32_t count = 0) {
+  testing::ConversionRequest r;
+  r.files = files;
+  r.sourceType = sample.type;
+  r.format = format;
+  r.output = output;
+  r.mark = mark;
+  r.blockBytes = 4096;
+  r.firstScan = first;
+  r.scanCount = count;
+  return testing::Convert(r);
 }
 
 // Every channel of a text file holds its own scaled values, to the printed digits' rounding.
@@ -82,27 +65,22 @@ void ExpectPrintedValues(const UffContents& file, const std::vector<double>& sca
 }
 
 TEST_F(Uff58Conversion, TheUsersDecimalCommaIsWritten) {
-  const Variant& v = kMorvane;
-  const std::vector<std::string> files = Sample(v);
-  TheCvtSession().SetDecimalMark(',');
-  const int32_t status = Convert(files, v, TRAVUNE_FMT_UFF58_ASCII, Path("comma.unv"), 4096);
-  TheCvtSession().SetDecimalMark('.');
-  ASSERT_EQ(status, 0);
+  const std::vector<std::string> files = Sample(kMorvane, "acq");
+  ASSERT_EQ(Convert(files, kMorvane, TRAVUNE_FMT_UFF58_ASCII, Path("comma.unv"), ','), 0);
   const std::string text = testing::FileBytes(Path("comma.unv"));
   EXPECT_NE(text.find("  1,00000000000000000D+00"), std::string::npos);
   // Only the file name and the header's sentences before dataset 164 hold points.
   EXPECT_EQ(text.find('.', text.find("   164\r\n")), std::string::npos);
-  ExpectPrintedValues(ReadUff(Path("comma.unv")), testing::ScaledValues(files, v.request.type));
+  ExpectPrintedValues(ReadUff(Path("comma.unv")), testing::ScaledValues(files, kMorvane.type));
 }
 
 TEST_F(Uff58Conversion, AFailedConversionLeavesNoTemporaryFile) {
-  const Variant& v = kMorvane;
-  const std::vector<std::string> files = Sample(v);
+  const std::vector<std::string> files = Sample(kMorvane, "acq");
   // A range that runs past the end of the data fails while the channels are half written.
-  EXPECT_EQ(Convert(files, v, TRAVUNE_FMT_UFF58_ASCII, Path("short.unv"), 4096, 600, 200), TRAVUNE_ERR_DATA_READ);
+  EXPECT_EQ(Convert(files, kMorvane, TRAVUNE_FMT_UFF58_ASCII, Path("short.unv"), '.', 600, 200), TRAVUNE_ERR_DATA_READ);
   EXPECT_TRUE(testing::DirectoryEntries(TempDir()).empty());
   // A source released in the middle of a conversion finishes the writer and its files too.
-  ASSERT_GE(cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), v.request.type), 0);
+  ASSERT_GE(cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), kMorvane.type), 0);
   ASSERT_EQ(cvtInitDataFileEx(Path("open.unv").c_str(), Path("open.unv").c_str(), TRAVUNE_FMT_UFF58_BINARY, 0), 0);
   EXPECT_FALSE(testing::DirectoryEntries(TempDir()).empty());
   EXPECT_GE(cvtConvertBinData(TRAVUNE_FMT_UFF58_BINARY), 0);
@@ -112,12 +90,12 @@ TEST_F(Uff58Conversion, AFailedConversionLeavesNoTemporaryFile) {
 
 // Child process: opens the conversion (the channel files now exist), reports on ready, waits
 // for a byte on go, converts and closes. Exits with 0 on success.
-[[noreturn]] void ConvertInChild(const std::vector<std::string>& files, const Variant& v, const std::string& output,
-                                 int ready, int go) {
+[[noreturn]] void ConvertInChild(const std::vector<std::string>& files, const SampleSpec& sample,
+                                 const std::string& output, int ready, int go) {
   int status = 1;
-  if (cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), v.request.type) >= 0) {
+  if (cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), sample.type) >= 0) {
     TheCvtSession().SetStartBlockBytes(4096);
-    if (cvtInitDataFileEx(output.c_str(), output.c_str(), TRAVUNE_FMT_UFF58_ASCII, v.flags) == 0) {
+    if (cvtInitDataFileEx(output.c_str(), output.c_str(), TRAVUNE_FMT_UFF58_ASCII, 0) == 0) {
       char byte = 1;
       if (write(ready, &byte, 1) == 1 && read(go, &byte, 1) == 1) {
         int32_t percent = 0;
@@ -130,8 +108,8 @@ TEST_F(Uff58Conversion, AFailedConversionLeavesNoTemporaryFile) {
 }
 
 TEST_F(Uff58Conversion, TwoProcessesConvertAtTheSameTimeWithoutMixingTheirChannels) {
-  const Variant* variants[2] = {&kMorvane, &kQuillon};
-  std::vector<std::string> files[2] = {Sample(*variants[0]), Sample(*variants[1])};
+  const SampleSpec* specs[2] = {&kMorvane, &kQuillon};
+  std::vector<std::string> files[2] = {Sample(kMorvane, "morvane"), Sample(kQuillon, "quillon")};
   int ready[2];
   int go[2];
   ASSERT_EQ(pipe(ready), 0);
@@ -140,7 +118,7 @@ TEST_F(Uff58Conversion, TwoProcessesConvertAtTheSameTimeWithoutMixingTheirChanne
   for (int i = 0; i < 2; ++i) {
     children[i] = fork();
     ASSERT_GE(children[i], 0);
-    if (children[i] == 0) ConvertInChild(files[i], *variants[i], Path("child" + std::to_string(i) + ".unv"), ready[1], go[0]);
+    if (children[i] == 0) ConvertInChild(files[i], *specs[i], Path("child" + std::to_string(i) + ".unv"), ready[1], go[0]);
   }
   // Both children have their channel files open for business before either converts a block.
   char byte = 0;
@@ -158,9 +136,8 @@ TEST_F(Uff58Conversion, TwoProcessesConvertAtTheSameTimeWithoutMixingTheirChanne
   }
   for (int fd : {ready[0], ready[1], go[0], go[1]}) close(fd);
   for (int i = 0; i < 2; ++i) {
-    SCOPED_TRACE(variants[i]->name);
-    ExpectPrintedValues(ReadUff(Path("child" + std::to_string(i) + ".unv")),
-                        testing::ScaledValues(files[i], variants[i]->request.type));
+    SCOPED_TRACE(i);
+    ExpectPrintedValues(ReadUff(Path("child" + std::to_string(i) + ".unv")), testing::ScaledValues(files[i], specs[i]->type));
   }
   EXPECT_TRUE(testing::DirectoryEntries(TempDir()).empty());
 }
