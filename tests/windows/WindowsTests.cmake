@@ -3,7 +3,7 @@
 #   tools/            run the travune program through POSIX shells, pipes and signals
 #   platform/         check the POSIX platform layer itself (locks, locale objects, /proc)
 #   api/DfaTest       unmapped pages from mmap for the caller-memory checks
-#   api/TvnApiTest, api/BlockSizeIndependenceTest, api/ThreadedFormattingTest
+#   api/TvnApiTest, api/ThreadedFormattingTest
 #                     narrow-character paths from std::filesystem (wide on Windows)
 #   api/HostileCountsTest, api/SideBySideTest, api/WriteFailureTest
 #                     child processes through fork, with setrlimit limits
@@ -12,7 +12,7 @@
 #   writer/TgtFmtMEscopeTest the block-writer library opened with dlopen
 #   writer/uff/Uff58ConversionTest   child processes through fork and waitpid
 set(TRAVUNE_POSIX_ONLY_TESTS "/tools/|/platform/|/api/DfaTest|/api/TvnApiTest|/support/SupportTest|\
-/api/BlockSizeIndependenceTest|/api/ThreadedFormattingTest|/api/HostileCountsTest|/api/SideBySideTest|\
+/api/ThreadedFormattingTest|/api/HostileCountsTest|/api/SideBySideTest|\
 /api/WriteFailureTest|\
 /support/NumberTextTest|/writer/TgtFmtMEscopeTest|/writer/uff/Uff58ConversionTest")
 list(FILTER TRAVUNE_TEST_SOURCES EXCLUDE REGEX "${TRAVUNE_POSIX_ONLY_TESTS}")

@@ -1,11 +1,13 @@
 // Every source type into every writer, each output read back by an independent decoder of its
 // format: the values are the scaled values (to what the format holds), a channel subset gives
-// exactly the full output's columns, a scan range exactly its rows, and the exported functions
-// in tiny blocks give the same bytes as the handle API in large ones.
+// exactly the full output's columns, a scan range exactly its rows, and the bytes do not depend
+// on the blocks (the exported functions in tiny blocks against the handle API in one block or
+// in several), on the process locale, nor on a decimal mark the format does not print.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <clocale>
 #include <cmath>
 #include <filesystem>
 #include <string>
@@ -41,6 +43,7 @@ struct Writer {
   int32_t format;
   Decoded (*decode)(const std::string& data, const std::string& header);
   Holds holds;
+  bool printsMark;  // numbers in the user's decimal mark; the others ignore it
 };
 
 // Raw floats, read back with nothing but the byte order.
@@ -53,46 +56,55 @@ Decoded DecodeFloat32(const std::string& data, const std::string&) {
 }
 
 const Writer kWriters[] = {
-    {TRAVUNE_FMT_FLOAT32, DecodeFloat32, Holds::kFloat32},
-    {TRAVUNE_FMT_MESCOPE, DecodeBlock, Holds::kFloat32},
-    {TRAVUNE_FMT_TEXT, DecodeText, Holds::kPrinted},
-    {TRAVUNE_FMT_ASCII, DecodeAscii, Holds::kPrinted},
-    {TRAVUNE_FMT_DADISP, DecodeDADiSP, Holds::kFloat32},
-    {TRAVUNE_FMT_SNAPMASTER, DecodeSnapMaster, Holds::kFloat32},
-    {TRAVUNE_FMT_DASYLAB, DecodeDASYLab, Holds::kInRange},
-    {TRAVUNE_FMT_DIADEM, DecodeDIAdem, Holds::kFloat32},
-    {TRAVUNE_FMT_MATLAB, DecodeMatlab, Holds::kPrinted},
-    {TRAVUNE_FMT_HALVARD, DecodeHalvard, Holds::kInRange},
-    {TRAVUNE_FMT_WAV, DecodeWav, Holds::kCode16},
-    {TRAVUNE_FMT_UFF58_ASCII, DecodeUff, Holds::kPrinted},
-    {TRAVUNE_FMT_UFF58_BINARY, DecodeUff, Holds::kFloat32},
+    {TRAVUNE_FMT_FLOAT32, DecodeFloat32, Holds::kFloat32, false},
+    {TRAVUNE_FMT_MESCOPE, DecodeBlock, Holds::kFloat32, false},
+    {TRAVUNE_FMT_TEXT, DecodeText, Holds::kPrinted, true},
+    {TRAVUNE_FMT_ASCII, DecodeAscii, Holds::kPrinted, true},
+    {TRAVUNE_FMT_DADISP, DecodeDADiSP, Holds::kFloat32, false},
+    {TRAVUNE_FMT_SNAPMASTER, DecodeSnapMaster, Holds::kFloat32, false},
+    {TRAVUNE_FMT_DASYLAB, DecodeDASYLab, Holds::kInRange, false},
+    {TRAVUNE_FMT_DIADEM, DecodeDIAdem, Holds::kFloat32, false},
+    {TRAVUNE_FMT_MATLAB, DecodeMatlab, Holds::kPrinted, false},
+    {TRAVUNE_FMT_HALVARD, DecodeHalvard, Holds::kInRange, true},
+    {TRAVUNE_FMT_WAV, DecodeWav, Holds::kCode16, false},
+    {TRAVUNE_FMT_UFF58_ASCII, DecodeUff, Holds::kPrinted, true},
+    {TRAVUNE_FMT_UFF58_BINARY, DecodeUff, Holds::kFloat32, true},
 };
 
 struct Source {
   const char* name;
   int type;
   bool stamps;
+  bool packed;
+  bool manyBlocks;  // also converted long enough for the handle API to take several blocks
 };
 
 const Source kSources[] = {
-    {"morvane", TRAVUNE_SRC_MORVANE, false}, {"tarquil", TRAVUNE_SRC_TARQUIL, false},
-    {"brenlow", TRAVUNE_SRC_BRENLOW, true},  {"vexmoor", TRAVUNE_SRC_VEXMOOR, false},
-    {"threnix", TRAVUNE_SRC_THRENIX, false}, {"quillon", TRAVUNE_SRC_QUILLON, false},
-    {"celdrin", TRAVUNE_SRC_CELDRIN, true},
+    {"morvane", TRAVUNE_SRC_MORVANE, false, false, true}, {"tarquil", TRAVUNE_SRC_TARQUIL, false, false, false},
+    {"tarquilPacked", TRAVUNE_SRC_TARQUIL, false, true, true}, {"brenlow", TRAVUNE_SRC_BRENLOW, true, false, true},
+    {"vexmoor", TRAVUNE_SRC_VEXMOOR, false, false, false}, {"threnix", TRAVUNE_SRC_THRENIX, false, false, false},
+    {"quillon", TRAVUNE_SRC_QUILLON, false, false, true},  {"celdrin", TRAVUNE_SRC_CELDRIN, true, false, true},
 };
+
+platform::LocalTime FixedClock() { return {2026, 11, 23, 12, 0, 0, 0}; }
 
 class EveryWriter : public ::testing::Test {
  protected:
   void SetUp() override {
     std::string pattern = (fs::temp_directory_path() / "travune-every-XXXXXX").string();
     dir_ = mkdtemp(pattern.data());
+    platform::SetClock(FixedClock);
   }
-  void TearDown() override { fs::remove_all(dir_); }
+  void TearDown() override {
+    platform::SetClock(nullptr);
+    fs::remove_all(dir_);
+  }
 
-  // Converts through the handle API; the data and header file names, or empty on failure.
+  // Converts through the handle API block by block (*blocks receives how many); the data and
+  // header file names, or empty on failure.
   std::pair<std::string, std::string> Convert(tvnAcq* acq, int32_t format, const std::string& stem,
                                               const std::vector<int32_t>& chans, int64_t first = 0,
-                                              int64_t count = -1) {
+                                              int64_t count = -1, int64_t* blocks = nullptr) {
     char ext1[16], ext2[16];
     EXPECT_EQ(cvtGetFormatById(format, 0, nullptr, ext1, ext2, nullptr, nullptr), 1);
     // Formats share extensions: the stem names the format too.
@@ -106,9 +118,14 @@ class EveryWriter : public ::testing::Test {
     options.count = count;
     options.chans = chans.empty() ? nullptr : chans.data();
     options.numChans = static_cast<int32_t>(chans.size());
+    tvnAcqInfo info;
+    tvnAcqGetInfo(acq, &info);
+    const int64_t total = count < 0 ? info.scans - first : count;
     tvnConv* conv = nullptr;
     int32_t status = tvnConvOpen(acq, &options, &conv);
-    if (status == TVN_OK) status = tvnConvRun(conv, nullptr, nullptr);
+    int64_t steps = 0;
+    for (int64_t done = 0; status == TVN_OK && done < total; ++steps) status = tvnConvStep(conv, &done);
+    if (blocks != nullptr) *blocks = steps;
     if (status == TVN_OK) status = tvnConvFinish(conv);
     tvnConvClose(conv);
     EXPECT_EQ(status, TVN_OK) << tvnStatusText(status);
@@ -168,18 +185,52 @@ void ExpectRowsOf(const Decoded& full, const Decoded& part, int64_t first, int64
 constexpr int64_t kRangeFirst = 211;
 constexpr int64_t kRangeCount = 40;
 
+// The exported functions in blocks of blockBytes raw bytes into the names of a handle-API
+// conversion, whose bytes they must give again: under a process locale that prints decimal
+// commas (where installed) and, for formats that print no decimal mark, with the user's mark ','.
+void ExpectTheBytesOfExportedBlocks(const std::vector<std::string>& files, const Source& source,
+                                    const Writer& writer, const std::string& data, const std::string& header,
+                                    int64_t blockBytes) {
+  const std::string dataBytes = FileContents(data);
+  const std::string headerBytes = header.empty() ? "" : FileContents(header);
+  fs::remove(data);
+  if (!header.empty()) fs::remove(header);
+  ConversionRequest blocks;
+  blocks.files = files;
+  blocks.sourceType = source.type;
+  blocks.format = writer.format;
+  blocks.blockBytes = blockBytes;
+  blocks.mark = writer.printsMark ? platform::UserNumberConventions().decimalMark : ',';
+  blocks.data = data;
+  blocks.header = header.empty() ? data : header;
+  const std::string previous = std::setlocale(LC_ALL, nullptr);
+  std::setlocale(LC_ALL, "de_DE.UTF-8");
+  const int32_t status = testing::Convert(blocks);
+  std::setlocale(LC_ALL, previous.c_str());
+  ASSERT_EQ(status, 0);
+  EXPECT_TRUE(FileContents(data) == dataBytes) << "data bytes differ";
+  EXPECT_TRUE(header.empty() || FileContents(header) == headerBytes) << "header differs";
+}
+
+// The description and data files of a generated acquisition of the source.
+std::vector<std::string> WriteSample(const Source& source, int64_t scans, int chans, const fs::path& dir) {
+  samples::SampleSpec sample;
+  sample.type = source.type;
+  sample.scans = scans;
+  sample.chans = chans;
+  sample.preTrig = 17;
+  sample.stamps = source.stamps;
+  sample.packed = source.packed;
+  std::vector<std::string> files;
+  std::string error;
+  EXPECT_TRUE(samples::WriteSample(sample, (dir / source.name).string(), &files, &error)) << error;
+  return files;
+}
+
 TEST_F(EveryWriter, HoldsTheScaledValuesInAnySubsetRangeAndBlockSize) {
-  const platform::Clock fixed = [] { return platform::LocalTime{2026, 11, 23, 12, 0, 0, 0}; };
-  platform::SetClock(fixed);
   for (const Source& source : kSources) {
-    samples::SampleSpec sample;
-    sample.type = source.type;
-    sample.scans = 257;
-    sample.preTrig = 17;
-    sample.stamps = source.stamps;
-    std::vector<std::string> files;
-    std::string error;
-    ASSERT_TRUE(samples::WriteSample(sample, (dir_ / source.name).string(), &files, &error)) << error;
+    const std::vector<std::string> files = WriteSample(source, 257, 0, dir_);
+    ASSERT_EQ(files.size(), 2u);
     tvnAcq* acq = nullptr;
     ASSERT_EQ(tvnAcqOpen(files[0].c_str(), files[1].c_str(), source.type, &acq), TVN_OK);
     tvnAcqInfo info;
@@ -192,7 +243,7 @@ TEST_F(EveryWriter, HoldsTheScaledValuesInAnySubsetRangeAndBlockSize) {
     // The last channel, then the first: a subset that also reorders.
     const std::vector<int32_t> subset = {info.channels - 1, 0};
     struct FullFiles {
-      int32_t format;
+      const Writer* writer;
       std::string data, header;
     };
     std::vector<FullFiles> fullFiles;
@@ -221,36 +272,47 @@ TEST_F(EveryWriter, HoldsTheScaledValuesInAnySubsetRangeAndBlockSize) {
       const auto [rangeData, rangeHeader] = Convert(acq, writer.format, "range", {}, kRangeFirst, kRangeCount);
       ExpectRowsOf(full, Decode(writer, rangeData, rangeHeader, info.channels), kRangeFirst, kRangeCount, every);
 
-      fullFiles.push_back({writer.format, data, header});
+      fullFiles.push_back({&writer, data, header});
       for (const std::string& name : {subData, subHeader, rangeData, rangeHeader}) {
         if (!name.empty()) fs::remove(name);
       }
     }
     tvnAcqClose(acq);
-    // The exported functions (which open the files themselves) in blocks of a few scans, into
-    // the same file names, since some headers hold them.
+    // The exported functions (which open the files themselves) in blocks of a few scans.
     for (const FullFiles& full : fullFiles) {
-      SCOPED_TRACE(std::string(source.name) + " in small blocks into " + tvnFormatName(full.format, 0));
-      const std::string data = FileContents(full.data);
-      const std::string header = full.header.empty() ? "" : FileContents(full.header);
-      fs::remove(full.data);
-      if (!full.header.empty()) fs::remove(full.header);
-      ConversionRequest blocks;
-      blocks.files = files;
-      blocks.sourceType = source.type;
-      blocks.format = full.format;
-      blocks.blockBytes = 97;
-      blocks.mark = platform::UserNumberConventions().decimalMark;  // the handle API's mark
-      blocks.data = full.data;
-      blocks.header = full.header.empty() ? full.data : full.header;
-      ASSERT_EQ(testing::Convert(blocks), 0);
-      EXPECT_TRUE(FileContents(full.data) == data) << "data bytes differ";
-      if (!full.header.empty()) {
-        EXPECT_TRUE(FileContents(full.header) == header) << "header differs";
-      }
+      SCOPED_TRACE(std::string(source.name) + " in small blocks into " + tvnFormatName(full.writer->format, 0));
+      ExpectTheBytesOfExportedBlocks(files, source, *full.writer, full.data, full.header, 97);
     }
   }
-  platform::SetClock(nullptr);
+}
+
+// Large acquisitions, which the handle API cuts into several blocks (it keeps a block's scaled
+// values within a few MiB), against the exported functions' blocks of 4096 raw bytes.
+TEST_F(EveryWriter, HandleApiBlocksGiveTheBytesOfSmallExportedBlocks) {
+  for (const Source& source : kSources) {
+    if (!source.manyBlocks) continue;
+    const std::vector<std::string> files = WriteSample(source, 20000, 16, dir_);
+    ASSERT_EQ(files.size(), 2u);
+    // The handle API first: the exported functions open the acquisition once it is closed.
+    tvnAcq* acq = nullptr;
+    ASSERT_EQ(tvnAcqOpen(files[0].c_str(), files[1].c_str(), source.type, &acq), TVN_OK);
+    std::vector<std::pair<std::string, std::string>> outputs;
+    for (const Writer& writer : kWriters) {
+      SCOPED_TRACE(std::string(source.name) + " into " + tvnFormatName(writer.format, 0));
+      int64_t blocks = 0;
+      outputs.push_back(Convert(acq, writer.format, "long", {}, 0, -1, &blocks));
+      EXPECT_GT(blocks, 1) << "the acquisition fits one block: nothing is compared";
+    }
+    tvnAcqClose(acq);
+    for (size_t w = 0; w < outputs.size(); ++w) {
+      SCOPED_TRACE(std::string(source.name) + " in small blocks into " + tvnFormatName(kWriters[w].format, 0));
+      const auto& [data, header] = outputs[w];
+      ASSERT_FALSE(data.empty());
+      ExpectTheBytesOfExportedBlocks(files, source, kWriters[w], data, header, 4096);
+      fs::remove(data);
+      if (!header.empty()) fs::remove(header);
+    }
+  }
 }
 
 }  // namespace

@@ -1,22 +1,16 @@
 // Halvard writer: the description and data bytes for known channels and values (codes at the
-// range ends, rounding, wrapping, clock stamps), and the clock stamps of generated samples.
+// range ends, rounding, wrapping, clock stamps), and blocks refused without limits or room.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <limits>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "samples/Calendar.h"
 #include "writer/WriterRuns.h"
 #include "writer/FakeSource.h"
 #include "writer/TgtFmtHalvard.h"
-#include "writer/WriterFactory.h"
-#include "writer/decoders/Code16.h"
-#include "writer/decoders/HalvardDecoder.h"
 
 namespace travune {
 namespace {
@@ -108,9 +102,6 @@ TEST(TgtFmtHalvard, DescriptionAndCodesAreExactlyTheFormats) {
     context.listSeparator = c.separator;
     context.decimalMark = c.mark;
     TgtFmtHalvard writer(source.get(), context);
-    ASSERT_TRUE(writer.IsOk());
-    EXPECT_TRUE(writer.WantsHeaderFile());
-    EXPECT_EQ(writer.OutputBytesPerScan(), 6);
     const WrittenFiles files = RunWriter(writer, 7, dir);
     EXPECT_EQ(files.header, std::string(kHead) + c.body);
     EXPECT_EQ(Hex(files.data), kCodes);
@@ -162,7 +153,6 @@ TEST(TgtFmtHalvard, ClockStampsPrecedeEveryScanOfAnAbsoluteSource) {
     WriterContext context;
     context.flags = 1;
     TgtFmtHalvard writer(&source, context);
-    EXPECT_EQ(writer.OutputBytesPerScan(), 12);
     const WrittenFiles files = RunWriter(writer, 4, dir);
     // The stamp's five words come first: the channel sits at word 5.
     EXPECT_EQ(files.header, std::string(kHead) + c.rates + "\r\n*PRETRIG_COUNT\r\n000000000\r\n*CHANNELS\r\n" +
@@ -195,98 +185,6 @@ TEST(TgtFmtHalvard, BlocksNeedTheChannelLimitsAndRoomForEveryScan) {
   EXPECT_EQ(writer.ConvertDataBlock(1, afterPostConvert, 0), -1);
   // Without a description file there is nothing to write the description into.
   EXPECT_FALSE(writer.PreConvert("a.HXT", &data, nullptr, 7));
-}
-
-// The registry's rows create these writers with the conversion's flags.
-TEST(TgtFmtHalvard, RegistryRowsCreateTheCodeWriters) {
-  struct Case {
-    int32_t format;
-    bool absolute;
-    uint32_t flags;
-    int64_t bytesPerScan;
-    bool headerFile;
-  };
-  const Case cases[] = {
-      {TRAVUNE_FMT_HALVARD, false, 1, 6, true},  {TRAVUNE_FMT_HALVARD, true, 0, 6, true},
-      {TRAVUNE_FMT_HALVARD, true, 1, 16, true},  {TRAVUNE_FMT_WAV, true, 1, 6, false},
-      {TRAVUNE_FMT_PERNIX, true, 1, 6, false},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(::testing::Message() << "format " << c.format << " flags " << c.flags << " absolute " << c.absolute);
-    const std::unique_ptr<FakeSource> source = ThreeChannels();
-    if (c.absolute) source->SetAbsolute(45366.5);
-    WriterContext context;
-    context.flags = c.flags;
-    const std::unique_ptr<TgtFmt> writer = CreateWriter(c.format, source.get(), context);
-    ASSERT_NE(writer, nullptr);
-    EXPECT_TRUE(writer->IsOk());
-    EXPECT_EQ(writer->OutputBytesPerScan(), c.bytesPerScan);
-    EXPECT_EQ(writer->WantsHeaderFile(), c.headerFile);
-  }
-}
-
-// The clock stamp the generator meant for a scan, in microseconds since 1970, from its own
-// calendar: the Automation date's days and the microseconds of the day.
-int64_t ExpectedStampMicros(const samples::SampleSpec& sample, int64_t scan) {
-  const double days = samples::ExpectedScanTime(sample, scan);
-  const double wholeDays = std::floor(days);
-  const int64_t dayMicros = std::llround((days - wholeDays) * 86400e6);
-  return (static_cast<int64_t>(wholeDays) - samples::AutomationDay(1970, 1, 1)) * 86400000000LL + dayMicros;
-}
-
-int64_t StampMicros(const testing::HalvardStamp& s) {
-  samples::CivilTime t;
-  t.year = 1900 + s.year;
-  t.month = s.month;
-  t.day = s.day;
-  t.hour = s.hour;
-  t.minute = s.minute;
-  t.second = s.second;
-  t.microsecond = s.microsecond;
-  return samples::MicrosecondsFromCivil(t);
-}
-
-// Clock stamps of whole conversions: present exactly for dated sources with times asked for,
-// each the generator's own time of its scan. Values, ranges and block sizes are the
-// every-writer walk's.
-TEST(TgtFmtHalvard, SamplesCarryTheGeneratorsClockStamps) {
-  struct Case {
-    const char* name;
-    samples::SampleSpec sample;
-    uint32_t flags;
-    bool stamped;
-  };
-  const Case cases[] = {
-      {"morvane", testing::SampleOf(TRAVUNE_SRC_MORVANE, 300, 100), TRAVUNE_FLAG_SCAN_TIMES, false},
-      {"brenlowStamps", testing::SampleOf(TRAVUNE_SRC_BRENLOW, 300, 100, true), TRAVUNE_FLAG_SCAN_TIMES, true},
-      {"brenlowOwnStamps", testing::SampleOf(TRAVUNE_SRC_BRENLOW, 300, 100, true),
-       TRAVUNE_FLAG_SCAN_TIMES | TRAVUNE_FLAG_OWN_STAMPS, true},
-      {"quillon", testing::SampleOf(TRAVUNE_SRC_QUILLON, 300, 100), TRAVUNE_FLAG_SCAN_TIMES, true},
-      {"quillonNoTimes", testing::SampleOf(TRAVUNE_SRC_QUILLON, 300, 10), 0, false},
-      {"celdrinOwnStamps", testing::SampleOf(TRAVUNE_SRC_CELDRIN, 300, 100, true),
-       TRAVUNE_FLAG_SCAN_TIMES | TRAVUNE_FLAG_OWN_STAMPS, true},
-      {"threnix", testing::SampleOf(TRAVUNE_SRC_THRENIX, 300, 10, true), TRAVUNE_FLAG_SCAN_TIMES, true},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    ScratchDir dir;
-    testing::ConversionRequest request;
-    request.files = testing::WriteSampleFiles(c.sample, dir, c.name);
-    ASSERT_EQ(request.files.size(), 2u);
-    request.sourceType = c.sample.type;
-    request.format = TRAVUNE_FMT_HALVARD;
-    request.flags = c.flags;
-    request.header = dir.File("one.HX$");
-    request.data = dir.File("one.HXT");
-    ASSERT_EQ(testing::Convert(request), 0);
-    const std::vector<testing::HalvardStamp> stamps = testing::DecodeHalvardStamps(request.data, request.header);
-    ASSERT_EQ(stamps.size(), c.stamped ? static_cast<size_t>(c.sample.scans) : 0u);
-    for (size_t s = 0; s < stamps.size(); ++s) {
-      // Microseconds from a day number near 45000 carry about half a microsecond of doubt.
-      ASSERT_LE(std::llabs(StampMicros(stamps[s]) - ExpectedStampMicros(c.sample, static_cast<int64_t>(s))), 1)
-          << "scan " << s;
-    }
-  }
 }
 
 }  // namespace

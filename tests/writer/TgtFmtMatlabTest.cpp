@@ -29,9 +29,6 @@ class TgtFmtMatlabTest : public testing::HeaderedWriterTest {
   testing::WrittenFiles Run(FakeSource& source, int64_t total, const std::vector<Block>& blocks,
                             const std::string& name = "run_1") {
     TgtFmtMatlab writer(&source);
-    EXPECT_TRUE(writer.IsOk());
-    EXPECT_TRUE(writer.WantsHeaderFile());
-    EXPECT_EQ(writer.OutputBytesPerScan(), 8 * source.GetNumChans());
     dataPath_ = Path(name + ".mat");
     headerPath_ = Path(name + ".DSC");
     {

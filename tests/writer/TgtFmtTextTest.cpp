@@ -1,5 +1,5 @@
 // Plain text and spreadsheet writers: golden lines written by hand for known values and times,
-// the same file for every block size, and the time columns of real acquisitions.
+// the same file for every block size and process locale, and areas too small for a block.
 #include <gtest/gtest.h>
 
 #include <clocale>
@@ -13,7 +13,6 @@
 #include "writer/TgtFmtAscii.h"
 #include "writer/WriterRuns.h"
 #include "writer/TgtFmtText.h"
-#include "writer/decoders/TextDecoder.h"
 
 namespace travune {
 namespace {
@@ -58,25 +57,6 @@ TimeFormat Untimed() {
   TimeFormat f;
   f.timed = 0;
   return f;
-}
-
-// Runs the writer like the session: PreConvert, then blocks of blockScans scans, each in an
-// output area of exactly blockScans × OutputBytesPerScan bytes, appended to the data file.
-std::string Write(TgtFmt& writer, int64_t scans, int64_t blockScans, const ScratchDir& dir) {
-  const std::string name = dir.File("out.txt");
-  {
-    platform::File data = platform::File::Create(name.c_str());
-    writer.PreConvert(name.c_str(), &data, nullptr, scans);
-    for (int64_t first = 0; first < scans; first += blockScans) {
-      const int64_t count = std::min(blockScans, scans - first);
-      std::vector<uint8_t> area(static_cast<size_t>(count * writer.OutputBytesPerScan()));
-      OutputArea out(area.data(), area.size());
-      const int64_t bytes = writer.ConvertDataBlock(count, out, first);
-      EXPECT_GE(bytes, 0);
-      if (bytes > 0) data.WriteAt(static_cast<uint64_t>(data.Size()), area.data(), static_cast<size_t>(bytes));
-    }
-  }
-  return testing::FileBytes(name);
 }
 
 enum class Kind { kText, kAscii };
@@ -269,10 +249,9 @@ TEST(TgtFmtText, GoldenLinesForEveryBlockSizeAndProcessLocale) {
     for (const int64_t blockScans : {scans, int64_t{1}, int64_t{3}, int64_t{-1}}) {
       const bool german = blockScans < 0 && std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
       std::unique_ptr<TgtFmt> writer = MakeWriter(g, &source);
-      ASSERT_TRUE(writer->IsOk());
-      EXPECT_FALSE(writer->WantsHeaderFile());
       EXPECT_EQ(writer->OutputBytesPerScan(), g.bytesPerScan);
-      const std::string written = Write(*writer, scans, blockScans < 0 ? 2 : blockScans, dir);
+      const std::string written =
+          testing::RunWriter(*writer, dir.File("out.txt"), "", scans, 0, scans, blockScans < 0 ? 2 : blockScans).data;
       std::setlocale(LC_ALL, previous.c_str());
       EXPECT_EQ(written, g.expected) << "blocks of " << blockScans << (german ? " under de_DE" : "");
     }
@@ -293,67 +272,6 @@ TEST(TgtFmtText, EmptyBlocksAndAreasThatAreTooSmall) {
   EXPECT_EQ(writer.ConvertDataBlock(1, exact, 1), 14);
   EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 14), " 2.500e+000\t\r\n");
   EXPECT_EQ(bytes[14], 0xEE);
-}
-
-// ---- Time columns of real acquisitions --------------------------------------------------------
-
-struct Acquisition {
-  const char* name;
-  samples::SampleSpec sample;
-  uint32_t flags;  // beyond the time flag
-};
-
-const Acquisition kAcquisitions[] = {
-    {"morvane", testing::SampleOf(3, 300, 40), 0},
-    {"brenlow stamps", testing::SampleOf(2, 300, 30, true), 0},
-    {"brenlow own stamps", testing::SampleOf(2, 300, 30, true), TRAVUNE_FLAG_OWN_STAMPS},
-    {"threnix stamps", testing::SampleOf(8, 300, 10, true), 0},
-    {"quillon", testing::SampleOf(5, 300, 50), 0},
-    {"celdrin stamps", testing::SampleOf(6, 300, 50, true), TRAVUNE_FLAG_OWN_STAMPS},
-};
-
-// Times of the time column against the generator's: seconds from the reference for relative
-// times, days for dates, to half a unit of the last printed digit.
-void ExpectTimes(const Acquisition& a, const testing::TextSheet& sheet, int64_t firstScan) {
-  ASSERT_TRUE(sheet.ok);
-  ASSERT_GE(sheet.timeFields, 1);
-  const bool dated = sheet.units[0] == "hh:mm:ss";
-  ASSERT_TRUE(dated || sheet.units[0] == " hhh:mm:ss") << sheet.units[0];
-  // The fraction field, when there is one, is milliseconds ("000") or with microseconds ("000.000").
-  const bool fraction = sheet.timeFields == (dated ? 3 : 2);
-  const double unit = !fraction || sheet.times.empty() ? 1.0 : sheet.times[0][1].size() == 3 ? 1e-3 : 1e-6;
-  int failures = 0;
-  for (size_t s = 0; s < sheet.times.size(); ++s) {
-    const double expectedDays = samples::ExpectedScanTime(a.sample, firstScan + static_cast<int64_t>(s));
-    const double actual = testing::TimeFieldsValue(sheet.times[s]);
-    const double error = dated ? (actual - expectedDays) * 86400.0 : actual - expectedDays * 86400.0;
-    if (!(std::fabs(error) <= 0.5 * unit + 2e-6) && ++failures <= 5) {
-      ADD_FAILURE() << "scan " << firstScan + static_cast<int64_t>(s) << ": time off by " << error << " s";
-    }
-  }
-}
-
-// The spreadsheet's time column, whole and for a range, follows each source's own clock (rates,
-// stamps, dates); values, subsets and block sizes are the every-writer walk's.
-TEST(TgtFmtText, TimeColumnsFollowTheSourcesClock) {
-  ScratchDir dir;
-  for (const Acquisition& a : kAcquisitions) {
-    SCOPED_TRACE(a.name);
-    testing::TextConversion c;
-    c.files = testing::WriteSampleFiles(a.sample, dir, "acq");
-    ASSERT_EQ(c.files.size(), 2u);
-    c.sourceType = a.sample.type;
-    c.format = TRAVUNE_FMT_ASCII;
-    c.flags = a.flags | TRAVUNE_FLAG_SCAN_TIMES;
-    c.output = dir.File("out.txt");
-    ASSERT_EQ(testing::Convert(c), 0);
-    ExpectTimes(a, testing::ReadTextSheet(c.output), 0);
-    c.firstScan = 37;
-    c.scanCount = 101;
-    c.mark = ',';
-    ASSERT_EQ(testing::Convert(c), 0);
-    ExpectTimes(a, testing::ReadTextSheet(c.output), 37);
-  }
 }
 
 }  // namespace

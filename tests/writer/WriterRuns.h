@@ -250,30 +250,9 @@ class UffWriterTest : public FixedClockWriterTest<250> {
 
   std::string TempDir() const { return (dir_ / "tmp").string(); }
 
-  // PreConvert, scans [first, first + count) in blocks of at most blockScans, PostConvert.
-  // Returns the output file; *postConverted receives PostConvert's result when given.
-  std::string Run(TgtFmt& writer, int64_t blockScans, int64_t first, int64_t count, const std::string& name = "out.unv",
-                  bool* postConverted = nullptr) {
-    const std::string path = Path(name);
-    bool finished = false;
-    {
-      platform::File data = platform::File::Create(path.c_str());
-      EXPECT_TRUE(data.IsOpen());
-      EXPECT_TRUE(writer.PrepareBlocks(blockScans));
-      writer.PreConvert(path.c_str(), &data, nullptr, count);
-      std::vector<uint8_t> area(static_cast<size_t>(std::max<int64_t>(1, blockScans * writer.OutputBytesPerScan())));
-      for (int64_t scan = first; scan < first + count; scan += blockScans) {
-        OutputArea out(area.data(), area.size());
-        EXPECT_EQ(writer.ConvertDataBlock(std::min(blockScans, first + count - scan), out, scan), 0);
-      }
-      finished = writer.PostConvert();
-    }
-    if (postConverted != nullptr) {
-      *postConverted = finished;
-    } else {
-      EXPECT_TRUE(finished);
-    }
-    return FileBytes(path);
+  // Scans [first, first + count) in blocks of at most blockScans into out.unv; its bytes.
+  std::string Run(TgtFmt& writer, int64_t blockScans, int64_t first, int64_t count) {
+    return RunWriter(writer, Path("out.unv"), "", count, first, count, blockScans).data;
   }
 
  private:

@@ -16,19 +16,6 @@ namespace travune::testing {
 
 namespace {
 
-uint64_t LittleEndian(const std::string& bytes, size_t at, int width) {
-  uint64_t v = 0;
-  for (int i = width - 1; i >= 0; --i) v = (v << 8) | static_cast<uint8_t>(bytes[at + static_cast<size_t>(i)]);
-  return v;
-}
-
-double LittleEndianDouble(const std::string& bytes, size_t at) {
-  const uint64_t u = LittleEndian(bytes, at, 8);
-  double d;
-  std::memcpy(&d, &u, 8);
-  return d;
-}
-
 constexpr const char* kTextEnd = " CHANNEL\tUNIT:\r\n";
 
 }  // namespace
@@ -45,15 +32,15 @@ Decoded DecodeDASYLab(const std::string& dataPath, const std::string&) {
   const size_t records = global + 52;
   const size_t samples = records + 406 * static_cast<size_t>(chans);
   if (chans <= 0 || file.size() < samples || file.compare(global, 4, std::string("\0\x1AIN", 4)) != 0 ||
-      LittleEndian(file, global + 4, 2) != ((global + 28) & 0xFFFF) ||
-      LittleEndian(file, global + 18, 2) != static_cast<uint64_t>(chans) || LittleEndian(file, global + 12, 2) != 406 ||
+      LittleEndianWord(file, global + 4, 2) != ((global + 28) & 0xFFFF) ||
+      LittleEndianWord(file, global + 18, 2) != static_cast<uint64_t>(chans) || LittleEndianWord(file, global + 12, 2) != 406 ||
       (file.size() - samples) % (2 * static_cast<size_t>(chans)) != 0) {
     return decoded;
   }
   std::vector<double> slope(static_cast<size_t>(chans)), offset(static_cast<size_t>(chans));
   for (size_t c = 0; c < static_cast<size_t>(chans); ++c) {
     const size_t record = records + 406 * c;
-    if (LittleEndian(file, record, 2) != 406) return decoded;
+    if (LittleEndianWord(file, record, 2) != 406) return decoded;
     slope[c] = LittleEndianDouble(file, record + 390);
     offset[c] = LittleEndianDouble(file, record + 398);
     // Rounding to the nearest code loses up to half a step.
@@ -63,7 +50,7 @@ Decoded DecodeDASYLab(const std::string& dataPath, const std::string&) {
   decoded.chans = chans;
   decoded.scans = static_cast<int64_t>((file.size() - samples) / (2 * static_cast<size_t>(chans)));
   for (size_t i = samples, c = 0; i + 2 <= file.size(); i += 2, c = (c + 1) % static_cast<size_t>(chans)) {
-    decoded.values.push_back(static_cast<double>(LittleEndian(file, i, 2)) * slope[c] + offset[c]);
+    decoded.values.push_back(static_cast<double>(LittleEndianWord(file, i, 2)) * slope[c] + offset[c]);
   }
   decoded.ok = true;
   return decoded;

@@ -18,14 +18,6 @@ namespace {
 
 using Keys = std::map<int, std::string>;
 
-float FloatAt(const std::string& bytes, size_t at) {
-  uint32_t u = 0;
-  for (int i = 3; i >= 0; --i) u = (u << 8) | static_cast<uint8_t>(bytes[at + static_cast<size_t>(i)]);
-  float f;
-  std::memcpy(&f, &u, 4);
-  return f;
-}
-
 // The key lines of every channel block, in order; empty when the header is malformed.
 std::vector<Keys> ChannelBlocks(const std::string& header) {
   constexpr const char* kBegin = "#BEGINCHANNELHEADER\r\n";
@@ -113,7 +105,8 @@ Decoded DecodeDIAdem(const std::string& dataPath, const std::string& headerPath)
   decoded.chans = static_cast<int32_t>(layout.positions.size());
   for (int64_t s = 0; s < layout.scans; ++s) {
     for (const int position : layout.positions) {
-      decoded.values.push_back(FloatAt(layout.data, 4 * (static_cast<size_t>(s * layout.perScan) + position - 1)));
+      const size_t at = 4 * (static_cast<size_t>(s * layout.perScan) + position - 1);
+      decoded.values.push_back(LittleEndianFloat(&layout.data[at]));
     }
   }
   // A float holds the value to half a unit in its last place: 2^-24 relative, or the smallest
@@ -134,7 +127,7 @@ std::vector<double> DecodeDIAdemTimes(const std::string& dataPath, const std::st
   const double step = implicit ? std::strtod(time.at(241).c_str(), nullptr) : 0.0;
   for (int64_t s = 0; s < layout.scans; ++s) {
     times.push_back(implicit ? start + static_cast<double>(s) * step
-                             : FloatAt(layout.data, 4 * static_cast<size_t>(s * layout.perScan)));
+                             : LittleEndianFloat(&layout.data[4 * static_cast<size_t>(s * layout.perScan)]));
   }
   return times;
 }

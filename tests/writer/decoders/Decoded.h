@@ -28,12 +28,26 @@ inline std::string FileContents(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+// The unsigned little-endian number of width bytes at bytes[at].
+inline uint64_t LittleEndianWord(const std::string& bytes, size_t at, int width) {
+  uint64_t v = 0;
+  for (int i = width - 1; i >= 0; --i) v = (v << 8) | static_cast<uint8_t>(bytes[at + static_cast<size_t>(i)]);
+  return v;
+}
+
 inline float LittleEndianFloat(const char* p) {
   uint32_t u = 0;
   for (int i = 3; i >= 0; --i) u = (u << 8) | static_cast<uint8_t>(p[i]);
   float f;
   std::memcpy(&f, &u, 4);
   return f;
+}
+
+inline double LittleEndianDouble(const std::string& bytes, size_t at) {
+  const uint64_t u = LittleEndianWord(bytes, at, 8);
+  double d;
+  std::memcpy(&d, &u, 8);
+  return d;
 }
 
 }  // namespace travune::testing

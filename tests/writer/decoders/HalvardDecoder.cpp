@@ -15,12 +15,6 @@ namespace {
 constexpr size_t kStampBytes = 10;
 constexpr int kStampWords = 5;
 
-std::string ReadWhole(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return {};
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 std::vector<std::string> SplitLines(const std::string& text) {
   std::vector<std::string> lines;
   size_t start = 0;
@@ -123,7 +117,7 @@ DataLayout ReadData(const std::string& dataPath, const HalvardHead& head) {
   layout.stampBytes = StampBytesOf(head);
   if (!head.ok || layout.stampBytes == SIZE_MAX) return layout;
   layout.scanBytes = layout.stampBytes + 2 * head.channels.size();
-  layout.bytes = ReadWhole(dataPath);
+  layout.bytes = FileContents(dataPath);
   if (layout.scanBytes == 0 || layout.bytes.size() % layout.scanBytes != 0) return layout;
   layout.scans = static_cast<int64_t>(layout.bytes.size() / layout.scanBytes);
   layout.ok = true;
@@ -140,7 +134,7 @@ int16_t CodeAt(const std::string& bytes, size_t offset) {
 
 HalvardHead ReadHalvardHead(const std::string& headerPath) {
   HalvardHead head;
-  const std::vector<std::string> lines = SplitLines(ReadWhole(headerPath));
+  const std::vector<std::string> lines = SplitLines(FileContents(headerPath));
   const char* const fixed[] = {"*TYPE", "TARQUIL 2.0", "*VERSION", "2.00", "*FORMAT", "BINARY", "*FREQUENCY"};
   if (lines.size() < 11) return head;
   for (size_t i = 0; i < 7; ++i) {

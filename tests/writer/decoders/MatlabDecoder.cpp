@@ -12,19 +12,6 @@ namespace travune::testing {
 
 namespace {
 
-uint64_t Word(const std::string& bytes, size_t at, int width) {
-  uint64_t v = 0;
-  for (int i = width - 1; i >= 0; --i) v = (v << 8) | static_cast<uint8_t>(bytes[at + static_cast<size_t>(i)]);
-  return v;
-}
-
-double Double(const std::string& bytes, size_t at) {
-  const uint64_t u = Word(bytes, at, 8);
-  double d;
-  std::memcpy(&d, &u, 8);
-  return d;
-}
-
 // The file name without directory and without its last extension.
 std::string BaseName(const std::string& path) {
   const size_t slash = path.find_last_of("/\\");
@@ -45,18 +32,18 @@ Decoded DecodeMatlab(const std::string& dataPath, const std::string& headerPath)
   }
   const std::string file = FileContents(dataPath);
   constexpr size_t kHeader = 22;
-  if (file.size() < kHeader || Word(file, 0, 4) != 0 || Word(file, 12, 4) != 0 || Word(file, 16, 4) != 2 ||
+  if (file.size() < kHeader || LittleEndianWord(file, 0, 4) != 0 || LittleEndianWord(file, 12, 4) != 0 || LittleEndianWord(file, 16, 4) != 2 ||
       file.compare(20, 2, std::string("A\0", 2)) != 0) {
     return decoded;
   }
-  const uint64_t rows = Word(file, 4, 4);
-  const uint64_t columns = Word(file, 8, 4);
+  const uint64_t rows = LittleEndianWord(file, 4, 4);
+  const uint64_t columns = LittleEndianWord(file, 8, 4);
   if (file.size() != kHeader + 8 * rows * columns) return decoded;
   decoded.scans = static_cast<int64_t>(rows);
   decoded.chans = static_cast<int32_t>(columns);
   decoded.values.resize(rows * columns);
   for (uint64_t c = 0; c < columns; ++c) {
-    for (uint64_t r = 0; r < rows; ++r) decoded.values[r * columns + c] = Double(file, kHeader + 8 * (c * rows + r));
+    for (uint64_t r = 0; r < rows; ++r) decoded.values[r * columns + c] = LittleEndianDouble(file, kHeader + 8 * (c * rows + r));
   }
   decoded.ok = true;
   return decoded;

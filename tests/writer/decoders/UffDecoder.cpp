@@ -65,14 +65,6 @@ bool ParseReal(const std::string& field, double* out) {
   return !text.empty() && result.ec == std::errc() && result.ptr == text.data() + text.size();
 }
 
-float FloatAt(const std::string& bytes, size_t offset) {
-  uint32_t bits = 0;
-  for (int i = 3; i >= 0; --i) bits = (bits << 8) | static_cast<uint8_t>(bytes[offset + static_cast<size_t>(i)]);
-  float value;
-  std::memcpy(&value, &bits, sizeof value);
-  return value;
-}
-
 // ID lines 1 to 5 and records 6 to 11; record 7 and record 9 are kept.
 bool ReadRecords(Cursor& in, UffChannelData* channel, std::string* error) {
   std::string lines[kTextRecordLines];
@@ -142,8 +134,8 @@ bool ReadBinaryData(Cursor& in, UffChannelData* channel, std::string* error) {
     return false;
   }
   for (size_t offset = 0; offset < bytes.size(); offset += perValue) {
-    if (!channel->evenSpacing) channel->times.push_back(FloatAt(bytes, offset));
-    channel->values.push_back(FloatAt(bytes, offset + perValue - 4));
+    if (!channel->evenSpacing) channel->times.push_back(LittleEndianFloat(&bytes[offset]));
+    channel->values.push_back(LittleEndianFloat(&bytes[offset + perValue - 4]));
   }
   return true;
 }

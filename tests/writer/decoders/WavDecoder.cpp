@@ -11,6 +11,16 @@
 namespace travune::testing {
 namespace {
 
+struct WavHead {
+  uint16_t formatTag = 0;  // 1: PCM
+  uint16_t channels = 0;
+  uint16_t blockAlign = 0;
+  uint16_t bitsPerSample = 0;
+  uint32_t dataBytes = 0;  // the data chunk's size field
+  size_t dataOffset = 0;   // where the frames start
+  bool ok = false;         // RIFF/WAVE with a "fmt " chunk before a "data" chunk
+};
+
 std::vector<uint8_t> ReadBytes(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in) return {};
@@ -27,9 +37,7 @@ bool TagAt(const std::vector<uint8_t>& b, size_t at, const char* tag) {
 
 WavHead HeadOf(const std::vector<uint8_t>& bytes) {
   WavHead head;
-  head.fileBytes = bytes.size();
   if (!TagAt(bytes, 0, "RIFF") || !TagAt(bytes, 8, "WAVE")) return head;
-  head.riffBytes = U32At(bytes, 4);
   bool haveFormat = false;
   // Chunks: 4-byte tag, 4-byte size, the body padded to an even length.
   for (size_t at = 12; at + 8 <= bytes.size();) {
@@ -37,8 +45,6 @@ WavHead HeadOf(const std::vector<uint8_t>& bytes) {
     if (TagAt(bytes, at, "fmt ") && size >= 16 && at + 8 + 16 <= bytes.size()) {
       head.formatTag = U16At(bytes, at + 8);
       head.channels = U16At(bytes, at + 10);
-      head.sampleRate = U32At(bytes, at + 12);
-      head.byteRate = U32At(bytes, at + 16);
       head.blockAlign = U16At(bytes, at + 20);
       head.bitsPerSample = U16At(bytes, at + 22);
       haveFormat = true;
@@ -54,8 +60,6 @@ WavHead HeadOf(const std::vector<uint8_t>& bytes) {
 }
 
 }  // namespace
-
-WavHead ReadWavHead(const std::string& path) { return HeadOf(ReadBytes(path)); }
 
 Decoded DecodeWav(const std::string& dataPath, const std::string&) {
   Decoded decoded;
