@@ -4,72 +4,18 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "support/ByteBuilder.h"
+#include "source/SourceImages.h"
 #include "support/LittleEndian.h"
 
 namespace travune {
 namespace {
 
-struct QChan {
-  int32_t type = 1;
-  float upper = 10.0f;
-  std::string label = "Temp";
-  float lower = -10.0f;
-  std::string units = "degC";
-  std::string third = "xyz";
-  std::optional<uint32_t> labelClaim;  // a length word other than the text's size
-  std::optional<uint32_t> thirdClaim;
-};
-
-struct QDesc {
-  std::string app = "Quillon";
-  std::optional<uint32_t> appClaim;
-  uint32_t versionMajor = 3;
-  uint32_t versionMinor = 14;
-  std::string kind = "DSC File";
-  std::optional<int16_t> numChans;  // the number of records when not set
-  uint32_t progScans = 500;
-  int32_t preTrigCount = 100;
-  double scanRate = 4.0;
-  double triggerDate = 37623.5;
-  std::vector<QChan> channels = {QChan{}, QChan{}};
-};
-
-// A counted text whose length word may claim another length than the text has.
-void PutText(ByteBuilder& out, const std::string& text, std::optional<uint32_t> claim = std::nullopt) {
-  out.U32(claim.value_or(static_cast<uint32_t>(text.size())));
-  out.Text(text);
-}
-
-// The description's fields in order; the words not interpreted are filled with junk.
-std::vector<uint8_t> Image(const QDesc& d) {
-  ByteBuilder out;
-  PutText(out, d.app, d.appClaim);
-  for (const uint32_t word : {d.versionMajor, d.versionMinor, 0x11111111u}) out.U32(word);
-  PutText(out, d.kind);
-  out.I16(d.numChans.value_or(static_cast<int16_t>(d.channels.size())));
-  for (const uint32_t word : {d.progScans, static_cast<uint32_t>(d.preTrigCount), 0x22222222u}) out.U32(word);
-  out.F64(d.scanRate);
-  out.F64(d.triggerDate);
-  for (const QChan& c : d.channels) {
-    out.I32(c.type);
-    out.F32(c.upper);
-    PutText(out, c.label, c.labelClaim);
-    out.F32(c.lower);
-    for (int i = 0; i < 4; ++i) out.U32(0x33333333u);
-    PutText(out, c.units);
-    out.U32(0x44444444u);
-    out.U32(0x55555555u);
-    PutText(out, c.third, c.thirdClaim);
-  }
-  return out.Take();
-}
+using QDesc = testutil::QuillonDesc;
+using testutil::QuillonImage;
 
 TEST(SrcFmtQuillonTest, SignatureAndHostileDescriptions) {
   struct Case {
@@ -87,13 +33,13 @@ TEST(SrcFmtQuillonTest, SignatureAndHostileDescriptions) {
       {"negative channel count", [](QDesc& d) { d.numChans = -1; }, true, false, 0},
       {"one record missing", [](QDesc& d) { d.numChans = 3; }, true, false, 0},
       {"huge label length", [](QDesc& d) { d.channels[0].labelClaim = 0xFFFFFFFFu; }, true, false, 0},
-      {"huge last text cut to the end", [](QDesc& d) { d.channels[1].thirdClaim = 0x7FFFFFFFu; }, true, true, 2},
+      {"huge last text cut to the end", [](QDesc& d) { d.channels[1].lastClaim = 0x7FFFFFFFu; }, true, true, 2},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     QDesc d;
     c.change(d);
-    const std::vector<uint8_t> image = Image(d);
+    const std::vector<uint8_t> image = QuillonImage(d);
     DescReader reader(image.data(), image.size());
     reader.Seek(3);
     EXPECT_EQ(IsQuillonDescription(reader), c.signature);
@@ -107,7 +53,7 @@ TEST(SrcFmtQuillonTest, SignatureAndHostileDescriptions) {
 
   // Cut anywhere before the last counted text's bytes, the description is rejected; inside
   // them, the text is cut and the description still reads.
-  const std::vector<uint8_t> full = Image(QDesc{});
+  const std::vector<uint8_t> full = QuillonImage(QDesc{});
   for (size_t size = 0; size < full.size(); ++size) {
     const SrcFmtQuillon source(full.data(), size);
     EXPECT_EQ(source.GetStatus(), size >= full.size() - 3 ? 0 : -1) << size;
@@ -117,12 +63,12 @@ TEST(SrcFmtQuillonTest, SignatureAndHostileDescriptions) {
 
 TEST(SrcFmtQuillonTest, ChannelFields) {
   QDesc d;
-  d.channels.assign(3, QChan{});
+  d.channels.resize(3);
   d.channels[0].type = 5;
   d.channels[0].label = std::string(300, 'L');
   d.channels[2].upper = -1.0f;  // upper below lower: the two are exchanged
   d.channels[2].lower = 5.0f;
-  const std::vector<uint8_t> image = Image(d);
+  const std::vector<uint8_t> image = QuillonImage(d);
   SrcFmtQuillon source(image.data(), image.size());
   ASSERT_EQ(source.GetStatus(), 0);
   EXPECT_STREQ(source.GetDescVersion(), "3.14");
@@ -144,7 +90,7 @@ TEST(SrcFmtQuillonTest, SamplesAreClampedToTheChannelRange) {
   d.channels[0].upper = 3.0f;
   d.channels[1].upper = 1.0f;  // exchanged: 1 ... 5
   d.channels[1].lower = 5.0f;
-  const std::vector<uint8_t> image = Image(d);
+  const std::vector<uint8_t> image = QuillonImage(d);
   const SrcFmtQuillon source(image.data(), image.size());
   ASSERT_EQ(source.GetStatus(), 0);
   struct Case { int32_t chan; float raw; double user; };
@@ -192,7 +138,7 @@ TEST(SrcFmtQuillonTest, ScanTimesAreDatedFromTheTrigger) {
     QDesc d;
     d.scanRate = c.scanRate;
     d.preTrigCount = c.preTrigCount;
-    const std::vector<uint8_t> image = Image(d);
+    const std::vector<uint8_t> image = QuillonImage(d);
     SrcFmtQuillon source(image.data(), image.size());
     ASSERT_EQ(source.GetStatus(), 0);
     double t = 0.0;
