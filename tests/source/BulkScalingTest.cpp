@@ -35,6 +35,11 @@ Maker MakerOf(std::vector<uint8_t> image, Extra... extra) {
   };
 }
 
+// A Morvane source whose raw position of firstChannel is exchanged with channel 0's.
+Maker MorvaneMaker(const std::vector<MorvaneChan>& chans, int32_t firstChannel) {
+  return MakerOf<SrcFmtMorvane>(testutil::MorvaneImage(chans, {.firstChannel = firstChannel}));
+}
+
 float NanWithPayload(uint32_t payload) { return std::bit_cast<float>(0x7FC00000u | payload); }
 
 // A raw block as a reader hands it over: the buffer, the scans it holds and its first scan.
@@ -144,7 +149,9 @@ testing::AssertionResult NoBlockReadsAsZeros(const Maker& make) {
   const std::unique_ptr<SrcFmt> single = make();
   std::vector<double> fromZeros;
   for (int scan = 0; scan < 3; ++scan) {
-    for (int32_t chan = 0; chan < single->GetNumChans(); ++chan) fromZeros.push_back(single->ScaleSample(chan, kZeroSample));
+    for (int32_t chan = 0; chan < single->GetNumChans(); ++chan) {
+      fromZeros.push_back(single->ScaleSample(chan, kZeroSample));
+    }
   }
   const testing::AssertionResult same = SameBits(ScaleInBulk(*bulk, kFirstScan, 3), fromZeros, bulk->GetNumChans());
   return same ? SameBits(ScaleOneByOne(*plain, kFirstScan, 3), fromZeros, bulk->GetNumChans()) : same;
@@ -162,7 +169,8 @@ const std::vector<MorvaneChan> kMorvaneByFactors = {
 // Those and the reference kinds, which also set the reference word.
 std::vector<MorvaneChan> MorvaneLinearKinds() {
   std::vector<MorvaneChan> kinds = kMorvaneByFactors;
-  kinds.insert(kinds.end(), {{3, 1, 1, 0, 1}, {3, 1, 2, 1, 0}, {4, 1, 1, 0, 1}, {4, 1, 1, 0, 0}, {5, 1, 1, 0, 1}, {5, 1, 1.5f, -3, 0}});
+  kinds.insert(kinds.end(), {{3, 1, 1, 0, 1}, {3, 1, 2, 1, 0}, {4, 1, 1, 0, 1}, {4, 1, 1, 0, 0}, {5, 1, 1, 0, 1},
+                             {5, 1, 1.5f, -3, 0}});
   return kinds;
 }
 
@@ -233,12 +241,9 @@ TEST(BulkScaling, EveryKindGivesTheBitsOfSampleScalingForEveryRawCode) {
     RawBlock (*fill)(const SrcFmt&);
   };
   const Case cases[] = {
-      {"Morvane, factors alone", MakerOf<SrcFmtMorvane>(testutil::MorvaneImage(kMorvaneByFactors, {.firstChannel = 4})),
-       EveryWordCode},
-      {"Morvane, reference kinds", MakerOf<SrcFmtMorvane>(testutil::MorvaneImage(MorvaneLinearKinds(), {.firstChannel = 7})),
-       EveryWordCode},
-      {"Morvane, every type", MakerOf<SrcFmtMorvane>(testutil::MorvaneImage(MorvaneEveryType(), {.firstChannel = 5})),
-       EveryWordCode},
+      {"Morvane, factors alone", MorvaneMaker(kMorvaneByFactors, 4), EveryWordCode},
+      {"Morvane, reference kinds", MorvaneMaker(MorvaneLinearKinds(), 7), EveryWordCode},
+      {"Morvane, every type", MorvaneMaker(MorvaneEveryType(), 5), EveryWordCode},
       {"Tarquil, 16-bit", MakerOf<SrcFmtTarquil>(TarquilImage(false)), EveryWordCode},
       {"Tarquil, packed 12-bit", MakerOf<SrcFmtTarquil>(TarquilImage(true)), EveryPackedCode},
       {"Celdrin", MakerOf<SrcFmtCeldrin>(CeldrinImage(), ",", int64_t{1} << 30), EveryWordCode},
@@ -279,7 +284,7 @@ TEST(BulkScaling, DriverTemperaturesInsideTheValidRangesGiveTheBitsOfSampleScali
   };
   std::vector<MorvaneChan> chans;
   for (const DriverChan& d : driverChans) chans.push_back(d.chan);
-  const Maker make = MakerOf<SrcFmtMorvane>(testutil::MorvaneImage(chans, {.firstChannel = 3}));
+  const Maker make = MorvaneMaker(chans, 3);
   const std::unique_ptr<SrcFmt> layoutSource = make();
   const auto& layout = dynamic_cast<const SrcFmtMorvane&>(*layoutSource);
   const int64_t words = layout.GetScanSize() / 2;
@@ -315,7 +320,7 @@ TEST(BulkScaling, DriverTemperaturesInsideTheValidRangesGiveTheBitsOfSampleScali
 // the reference word of the scan before), their junctions some 30 °C apart, scaled in turns a
 // scan at a time give exactly what each gives alone.
 TEST(BulkScaling, MorvaneSourcesScaledInTurnsKeepTheirOwnReferenceWord) {
-  const Maker make = MakerOf<SrcFmtMorvane>(testutil::MorvaneImage({{1, 1, 1, 0, 2}, {3, 1, 1, 0, 1}}));
+  const Maker make = MorvaneMaker({{1, 1, 1, 0, 2}, {3, 1, 1, 0, 1}}, 0);
   const int64_t scans = 500;
   RawBlock blocks[2];
   const int32_t junctionCodes[2] = {32768 + 3200, 32768 + 12800};

@@ -162,7 +162,8 @@ TEST(SrcFmtCeldrinTest, ScalesThroughTheRangeLine) {
       {"3276.8", 3276.8f, "0.7", 0.7f, "1.5", 1.5f, -28671},
   };
   for (const Case& c : cases) {
-    SrcFmtCeldrin source = Make(testutil::CeldrinImage({.channels = {Chan(0, "VOLTS", c.countsPerUnit, c.gain, c.offset)}}));
+    const std::string line = Chan(0, "VOLTS", c.countsPerUnit, c.gain, c.offset);
+    SrcFmtCeldrin source = Make(testutil::CeldrinImage({.channels = {line}}));
     ASSERT_EQ(source.GetStatus(), 0);
     const double mc = static_cast<double>(c.gainValue) * (1.0 / static_cast<double>(c.countsPerUnitValue));
     const double bc = static_cast<double>(c.gainValue) * 0.0 + static_cast<double>(c.offsetValue);
