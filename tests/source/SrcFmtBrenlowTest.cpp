@@ -83,11 +83,17 @@ TEST(SrcFmtBrenlowTest, RecordLayoutWithTimeStamps) {
   EXPECT_STREQ(source.GetChanUnits(1), "unit567890123456789X");
   EXPECT_EQ(source.GetChanLabel(3), nullptr);
   EXPECT_EQ(source.GetChanPrecision(1), 1);  // type 8
-  std::vector<uint8_t> block = Scans({{1.0f, 0.0f, 1.0f, 128.0f, 300.0f}});
-  source.SetRawBlock(block.data(), 1, 0);
-  double value = 0.0;
-  source.GetScaledValue(0, 1, &value);
-  EXPECT_EQ(value, 250.0);  // clamped to the record's upper limit
+  // Samples are clamped to their record's limits; an unknown channel reads 0.
+  std::vector<uint8_t> block = Scans({{1.0f, 0.0f, 1.0f, 128.0f, 300.0f}, {-20.0f, 0.0f, 0.0f, 0.0f, 0.1f}});
+  source.SetRawBlock(block.data(), 2, 0);
+  const double expected[2][3] = {{1.0, 250.0, 0.0}, {-10.0, static_cast<double>(0.1f), 0.0}};
+  for (int32_t chan = 0; chan < 3; ++chan) {
+    for (int64_t scan = 0; scan < 2; ++scan) {
+      double value = -1.0;
+      source.GetScaledValue(scan, chan, &value);
+      EXPECT_EQ(value, expected[scan][chan]) << "scan " << scan << " channel " << chan;
+    }
+  }
   // The stamp (0, 1, 128) from the stamp record's own position: 65536.5 s into 1997.
   double t = 0.0;
   ASSERT_TRUE(source.GetNativeScanTime(0, &t));
@@ -106,21 +112,6 @@ TEST(SrcFmtBrenlowTest, StampThatDoesNotFitTheScanIsNotRead) {
   source.SetRawBlock(block.data(), 1, 0);
   double t = 0.0;
   EXPECT_FALSE(source.GetNativeScanTime(0, &t));
-}
-
-TEST(SrcFmtBrenlowTest, ClampsSamplesToTheRecordRange) {
-  SrcFmtBrenlow source = Make(BrenlowImage({kAnalog}));
-  ASSERT_EQ(source.GetStatus(), 0);
-  struct Case { float raw; double expected; };
-  const Case cases[] = {{-20.0f, -10.0}, {0.1f, static_cast<double>(0.1f)}, {10.5f, 10.0}, {1e30f, 10.0}};
-  for (const Case& c : cases) {
-    uint8_t raw[4];
-    le::PutF32(raw, c.raw);
-    EXPECT_EQ(source.ScaleSample(0, raw), c.expected) << c.raw;
-  }
-  uint8_t raw[4];
-  le::PutF32(raw, 5.0f);
-  EXPECT_EQ(source.ScaleSample(1, raw), 0.0);  // unknown channel
 }
 
 TEST(SrcFmtBrenlowTest, TimeFormatFollowsRateAndStamp) {

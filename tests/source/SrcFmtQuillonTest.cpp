@@ -61,13 +61,15 @@ TEST(SrcFmtQuillonTest, SignatureAndHostileDescriptions) {
   EXPECT_EQ(SrcFmtQuillon(nullptr, 100).GetStatus(), -1);
 }
 
-TEST(SrcFmtQuillonTest, ChannelFields) {
+// Channel 0 a type-5 channel with a 300-byte label on -2 ... 3; channel 1 with its limits given
+// the wrong way round (read as 1 ... 5); channel 2 on the default -10 ... 10. Raw floats are
+// clamped to the range, alone and in a raw block of two scans.
+TEST(SrcFmtQuillonTest, ChannelFieldsAndClampingToTheRange) {
   QDesc d;
   d.channels.resize(3);
-  d.channels[0].type = 5;
-  d.channels[0].label = std::string(300, 'L');
-  d.channels[2].upper = -1.0f;  // upper below lower: the two are exchanged
-  d.channels[2].lower = 5.0f;
+  d.channels[0] = {.type = 5, .lower = -2.0f, .upper = 3.0f, .label = std::string(300, 'L')};
+  d.channels[1].upper = 1.0f;
+  d.channels[1].lower = 5.0f;
   const std::vector<uint8_t> image = QuillonImage(d);
   SrcFmtQuillon source(image.data(), image.size());
   ASSERT_EQ(source.GetStatus(), 0);
@@ -79,41 +81,29 @@ TEST(SrcFmtQuillonTest, ChannelFields) {
   EXPECT_EQ(source.GetChanPrecision(0), 0);
   EXPECT_EQ(source.GetChanPrecision(1), 6);
   double lower = 0.0, upper = 0.0;
-  ASSERT_TRUE(source.GetChanRange(2, &lower, &upper));
-  EXPECT_EQ(lower, -1.0);
+  ASSERT_TRUE(source.GetChanRange(1, &lower, &upper));
+  EXPECT_EQ(lower, 1.0);
   EXPECT_EQ(upper, 5.0);
-}
 
-TEST(SrcFmtQuillonTest, SamplesAreClampedToTheChannelRange) {
-  QDesc d;
-  d.channels[0].lower = -2.0f;
-  d.channels[0].upper = 3.0f;
-  d.channels[1].upper = 1.0f;  // exchanged: 1 ... 5
-  d.channels[1].lower = 5.0f;
-  const std::vector<uint8_t> image = QuillonImage(d);
-  const SrcFmtQuillon source(image.data(), image.size());
-  ASSERT_EQ(source.GetStatus(), 0);
   struct Case { int32_t chan; float raw; double user; };
   const Case cases[] = {
-      {0, -5.0f, -2.0}, {0, 0.25f, 0.25}, {0, 1e30f, 3.0}, {1, 0.0f, 1.0}, {1, 6.0f, 5.0}, {2, 2.5f, 0.0},
+      {0, -5.0f, -2.0}, {0, 0.25f, 0.25}, {0, 1e30f, 3.0}, {1, 0.0f, 1.0}, {1, 6.0f, 5.0}, {3, 2.5f, 0.0},
   };
   for (const Case& c : cases) {
     uint8_t raw[4];
     le::PutF32(raw, c.raw);
     EXPECT_EQ(source.ScaleSample(c.chan, raw), c.user) << "chan " << c.chan << " raw " << c.raw;
   }
-  // Two scans of two channels in a raw block.
-  uint8_t block[16];
-  const float values[] = {-7.0f, 4.0f, 1.5f, 0.5f};
-  for (int i = 0; i < 4; ++i) le::PutF32(block + 4 * i, values[i]);
-  SrcFmtQuillon reader(image.data(), image.size());
   double v = 0.0;
-  reader.GetScaledValue(3, 1, &v);
+  source.GetScaledValue(3, 1, &v);
   EXPECT_EQ(v, 1.0);  // no block yet: a raw zero, clamped
-  reader.SetRawBlock(block, 2, 3);
-  const double expected[] = {-2.0, 4.0, 1.5, 1.0};
-  for (int i = 0; i < 4; ++i) {
-    reader.GetScaledValue(3 + i / 2, i % 2, &v);
+  uint8_t block[24];
+  const float values[] = {-7.0f, 4.0f, 9.0f, 1.5f, 0.5f, -11.0f};
+  for (int i = 0; i < 6; ++i) le::PutF32(block + 4 * i, values[i]);
+  source.SetRawBlock(block, 2, 3);
+  const double expected[] = {-2.0, 4.0, 9.0, 1.5, 1.0, -10.0};
+  for (int i = 0; i < 6; ++i) {
+    source.GetScaledValue(3 + i / 3, i % 3, &v);
     EXPECT_EQ(v, expected[i]) << i;
   }
 }
