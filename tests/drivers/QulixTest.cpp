@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Tenths.h"
+#include "source/TarquilDescBuilder.h"
 #include "qulix.h"
 
 namespace travune {
@@ -161,31 +162,19 @@ TEST(QulixTenths, RoundsHalfAwayFromZeroWithinSixteenBits) {
   }
 }
 
-// Packs 12-bit samples four to six bytes, the layout the unpack expands.
-std::vector<uint8_t> Pack(const std::vector<uint16_t>& s) {
-  std::vector<uint8_t> bytes;
-  for (size_t i = 0; i < s.size(); i += 4) {
-    const uint8_t group[6] = {
-        static_cast<uint8_t>(s[i] & 0xFF),     static_cast<uint8_t>(s[i] >> 8 | (s[i + 1] & 0x0F) << 4),
-        static_cast<uint8_t>(s[i + 1] >> 4),   static_cast<uint8_t>(s[i + 2] & 0xFF),
-        static_cast<uint8_t>(s[i + 2] >> 8 | (s[i + 3] & 0x0F) << 4), static_cast<uint8_t>(s[i + 3] >> 4)};
-    bytes.insert(bytes.end(), group, group + 6);
-  }
-  return bytes;
-}
-
 // The packing checked on samples 0x123, 0x456, 0x789, 0xABC by hand; then several groups
 // expanded in place (a forward pass would overwrite groups not yet read);
 // sample counts that are not a multiple of four expand the whole last group; nothing past
 // the expanded groups is touched.
 TEST(QulixUnpack12, ExpandsWholeGroupsInPlace) {
-  ASSERT_EQ(Pack({0x123, 0x456, 0x789, 0xABC}), (std::vector<uint8_t>{0x23, 0x61, 0x45, 0x89, 0xC7, 0xAB}));
+  ASSERT_EQ(testutil::PackTwelveBit({0x123, 0x456, 0x789, 0xABC}),
+            (std::vector<uint8_t>{0x23, 0x61, 0x45, 0x89, 0xC7, 0xAB}));
   constexpr size_t kGroups = 5;
   std::vector<uint16_t> samples(kGroups * 4);
   for (size_t i = 0; i < samples.size(); ++i) samples[i] = static_cast<uint16_t>((0x9A5 + i * 0x2F3) & 0xFFF);
   samples[1] = 0xFFF;
   samples[6] = 0x000;
-  std::vector<uint8_t> initial = Pack(samples);
+  std::vector<uint8_t> initial = testutil::PackTwelveBit(samples);
   initial.resize(kGroups * 8 + 4, kUntouched);
 
   struct Row { int count; int channels; size_t groups; };

@@ -11,60 +11,29 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <new>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "api/ExportGuard.h"
 #include "platform/Platform.h"
-#include "samples/Samples.h"
 #include "support/LittleEndian.h"
 #include "travune/travune.h"
+#include "writer/WriterRuns.h"
 
 namespace travune {
 namespace {
-
-namespace fs = std::filesystem;
 
 static_assert(noexcept(cvtReadBinDescFile(nullptr, nullptr, 0)));
 static_assert(noexcept(cvtConvertBinData(0)));
 static_assert(noexcept(tvnGuessSourceType(nullptr, nullptr, 0)));
 static_assert(noexcept(tvnGetChanInfo(0, nullptr, 0, nullptr, 0, nullptr, nullptr, nullptr)));
 
-class HostBoundary : public testing::Test {
+// Each test's scratch directory, removed with everything in it.
+class HostBoundary : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "travune-host-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
-  fs::path dir_;
+  testing::ScratchDir scratch_;
 };
-
-std::vector<float> ReadFloats(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  const std::vector<char> bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-  std::vector<float> values(bytes.size() / 4);
-  for (size_t i = 0; i < values.size(); ++i) values[i] = le::F32(bytes.data() + 4 * i);
-  return values;
-}
-
-// Converts the acquisition to raw floats at output through the exported functions; 0 or the
-// first negative status.
-int32_t ConvertToFloat32(const std::vector<std::string>& files, int32_t type, const std::string& output) {
-  int32_t status = cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), type);
-  if (status >= 0) status = cvtInitDataFileEx(output.c_str(), output.c_str(), TRAVUNE_FMT_FLOAT32, 0);
-  for (int calls = 0; status >= 0 && status < 100 && calls < 100000; ++calls) {
-    status = cvtConvertBinData(TRAVUNE_FMT_FLOAT32);
-  }
-  cvtCloseDataFile(TRAVUNE_FMT_FLOAT32);
-  cvtReleaseResources();
-  return status < 0 ? status : 0;
-}
 
 // The Celdrin description carries its scaling as decimal text ("0.5"); with the host process in
 // a decimal-comma locale the numbers are still read the "C" way, and the host's locale is the
@@ -75,15 +44,13 @@ TEST_F(HostBoundary, ConvertingLeavesTheHostsGlobalLocaleAlone) {
   const std::string before = setlocale(LC_ALL, nullptr);
   ASSERT_STREQ(localeconv()->decimal_point, ",");
 
-  samples::SampleSpec request;
-  request.type = TRAVUNE_SRC_CELDRIN;
-  request.scans = 300;
-  request.preTrig = 20;
-  std::vector<std::string> files;
-  std::string error;
-  ASSERT_TRUE(samples::WriteSample(request, (dir_ / "chart").string(), &files, &error)) << error;
-  const std::string output = (dir_ / "chart.f32").string();
-  const int32_t status = ConvertToFloat32(files, TRAVUNE_SRC_CELDRIN, output);
+  const samples::SampleSpec sample = testing::SampleOf(TRAVUNE_SRC_CELDRIN, 300, 20);
+  testing::ConversionRequest request;
+  request.files = testing::WriteSampleFiles(sample, scratch_, "chart");
+  request.sourceType = TRAVUNE_SRC_CELDRIN;
+  request.format = TRAVUNE_FMT_FLOAT32;
+  request.output = scratch_.File("chart.f32");
+  const int32_t status = request.files.empty() ? -1 : testing::Convert(request);
 
   EXPECT_EQ(setlocale(LC_ALL, nullptr), before);
   EXPECT_STREQ(localeconv()->decimal_point, ",");
@@ -93,17 +60,13 @@ TEST_F(HostBoundary, ConvertingLeavesTheHostsGlobalLocaleAlone) {
   ASSERT_EQ(status, 0);
   // A scale read as 0 or 5 instead of 0.5 misses the generator's values by far more than the
   // encoding's tolerance.
-  const std::vector<float> values = ReadFloats(output);
-  const samples::PlainValues plain = samples::PlainValuesOf(request, 0, request.scans);
-  ASSERT_EQ(values.size(), plain.values.size());
-  int failures = 0;
-  for (size_t i = 0; i < values.size() && failures < 5; ++i) {
+  const std::string bytes = testing::FileBytes(request.output);
+  const samples::PlainValues plain = samples::PlainValuesOf(sample, 0, sample.scans);
+  ASSERT_EQ(bytes.size(), 4 * plain.values.size());
+  for (size_t i = 0; i < plain.values.size(); ++i) {
     const double expected = plain.values[i];
     const double slack = plain.tolerances[i % static_cast<size_t>(plain.chans)] + std::ldexp(std::fabs(expected), -24);
-    if (!(std::fabs(values[i] - expected) <= slack)) {
-      ++failures;
-      ADD_FAILURE() << "value " << i << ": " << values[i] << " instead of " << expected;
-    }
+    ASSERT_LE(std::fabs(le::F32(bytes.data() + 4 * i) - expected), slack) << "value " << i;
   }
 }
 
@@ -153,11 +116,11 @@ TEST_F(HostBoundary, RunningOutOfMemoryGivesAStatus) {
 #if defined(__SANITIZE_ADDRESS__)
   GTEST_SKIP() << "AddressSanitizer reserves more address space than RLIMIT_AS allows";
 #endif
-  const std::string huge = (dir_ / "huge.DSC").string();
+  const std::string huge = scratch_.File("huge.DSC");
   {
     std::ofstream create(huge, std::ios::binary);
   }
-  fs::resize_file(huge, uint64_t{8} << 30);  // sparse: takes no disk space
+  std::filesystem::resize_file(huge, uint64_t{8} << 30);  // sparse: takes no disk space
 
   const pid_t child = fork();
   ASSERT_GE(child, 0);
@@ -179,7 +142,7 @@ TEST_F(HostBoundary, RunningOutOfMemoryGivesAStatus) {
 // A description whose file name is longer than a base name may be is refused with a reason,
 // not opened under a cut name.
 TEST_F(HostBoundary, ANameTooLongToSplitIsRefused) {
-  const std::string longName = (dir_ / (std::string(200, 'n') + ".DSC")).string();
+  const std::string longName = scratch_.File(std::string(200, 'n') + ".DSC");
   {
     std::ofstream create(longName, std::ios::binary);
     create << "not a description";

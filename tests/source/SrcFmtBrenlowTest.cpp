@@ -6,12 +6,11 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstring>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/Platform.h"
+#include "source/SourceImages.h"
 #include "source/SrcFmtBrenlowTitled.h"
 #include "support/LittleEndian.h"
 
@@ -21,45 +20,11 @@ namespace {
 constexpr int32_t kStamp = 6;
 constexpr double kJan1997 = 35431.0;  // 1 January 1997 = 36526 (1 January 2000) - 3 * 365
 
-struct Rec {
-  std::string label;
-  std::string units;
-  int32_t type;
-  double lower;
-  double upper;
-};
+using Rec = testutil::BrenlowRecord;
+using testutil::BrenlowImage;
 
-const Rec kAnalog = {"Volt", "V", 0, -10.0, 10.0};
-const Rec kTime = {"Time", "s", kStamp, 0.0, 0.0};
-
-struct Header {
-  double version = 2.5;
-  double rate = 0.0;
-  int32_t preTrig = 0;
-  int32_t progScans = 0;
-  std::optional<int32_t> numRecords = std::nullopt;  // unset: the number of records given
-};
-
-// Header and records at their offsets; the bytes that are not interpreted are filled with
-// junk so that a reader relying on them would show.
-std::vector<uint8_t> Image(const Header& h, const std::vector<Rec>& records) {
-  std::vector<uint8_t> image(56 + 112 * records.size(), 0xA5);
-  le::PutF64(&image[0], h.version);
-  le::PutF64(&image[8], h.rate);
-  le::PutI32(&image[16], h.numRecords.value_or(static_cast<int32_t>(records.size())));
-  le::PutI32(&image[20], h.preTrig);
-  le::PutI32(&image[24], h.progScans);
-  for (size_t i = 0; i < records.size(); ++i) {
-    uint8_t* r = &image[56 + 112 * i];
-    std::memset(r + 4, 0, 36);
-    std::memcpy(r + 4, records[i].label.data(), records[i].label.size());
-    std::memcpy(r + 20, records[i].units.data(), records[i].units.size());
-    le::PutI32(r + 40, records[i].type);
-    le::PutF64(r + 72, records[i].lower);
-    le::PutF64(r + 80, records[i].upper);
-  }
-  return image;
-}
+const Rec kAnalog = {0, -10.0, 10.0, "Volt", "V"};
+const Rec kTime = {kStamp, 0.0, 0.0, "Time", "s"};
 
 SrcFmtBrenlow Make(const std::vector<uint8_t>& image) { return SrcFmtBrenlow(image.data(), image.size()); }
 
@@ -79,18 +44,18 @@ std::vector<uint8_t> Scans(const std::vector<std::vector<float>>& scans) {
 double Days(double seconds) { return seconds / 86400.0; }
 
 TEST(SrcFmtBrenlowTest, AcceptsOnlyWholeDescriptions) {
-  const std::vector<uint8_t> one = Image({}, {kAnalog});
+  const std::vector<uint8_t> one = BrenlowImage({kAnalog});
   std::vector<uint8_t> longer = one;
   longer.push_back(0);
   const std::vector<uint8_t> headerOnly(one.begin(), one.begin() + 56);
   struct Case { const char* name; std::vector<uint8_t> image; bool sizeRule; int32_t status; };
   const Case cases[] = {
       {"one record", one, true, 0},
-      {"fewer records declared than present", Image({.numRecords = 1}, {kAnalog, kAnalog}), true, 0},
+      {"fewer records declared than present", BrenlowImage({kAnalog, kAnalog}, {.numRecords = 1}), true, 0},
       {"one byte too many", longer, false, -1},
-      {"numRecords 0", Image({.numRecords = 0}, {kAnalog}), true, -1},
-      {"numRecords negative", Image({.numRecords = -5}, {kAnalog}), true, -1},
-      {"huge numRecords", Image({.numRecords = INT32_MAX}, {kAnalog}), true, -1},
+      {"numRecords 0", BrenlowImage({kAnalog}, {.numRecords = 0}), true, -1},
+      {"numRecords negative", BrenlowImage({kAnalog}, {.numRecords = -5}), true, -1},
+      {"huge numRecords", BrenlowImage({kAnalog}, {.numRecords = INT32_MAX}), true, -1},
       {"header only, one record declared", headerOnly, true, -1},
       {"24 bytes (size - 56 wraps to a multiple of 112)", std::vector<uint8_t>(24, 1), false, -1},
   };
@@ -104,38 +69,32 @@ TEST(SrcFmtBrenlowTest, AcceptsOnlyWholeDescriptions) {
   EXPECT_STREQ(SrcFmtBrenlowTitled(one.data(), one.size(), "Threnix").GetAppTitle(), "Threnix");
 }
 
-TEST(SrcFmtBrenlowTest, RecordLayoutWithTimeStamp) {
-  const Rec pressure = {"ABCDEFGHIJKLMNOP", "unit567890123456789X", 8, 0.0, 250.0};  // fields without terminator
-  SrcFmtBrenlow source = Make(Image({.progScans = 77}, {kAnalog, pressure, kTime, kTime, kTime}));
+// Only the first type-6 record is the time source; later ones are neither channels nor stamps.
+// Channel n lies at record GetChanIndex(n).
+TEST(SrcFmtBrenlowTest, RecordLayoutWithTimeStamps) {
+  const Rec pressure = {8, 0.0, 250.0, "ABCDEFGHIJKLMNOP", "unit567890123456789X"};  // texts without terminator
+  SrcFmtBrenlow source = Make(BrenlowImage({kAnalog, kTime, kTime, kTime, pressure}, {.progScans = 77}));
   ASSERT_EQ(source.GetStatus(), 0);
   EXPECT_EQ(source.GetNumChans(), 2);
   EXPECT_EQ(source.GetScanSize(), 20);
-  EXPECT_EQ(source.GetChanIndex(2), 2);
+  EXPECT_EQ(source.GetChanIndex(1), 4);
   EXPECT_EQ(source.GetChanIndex(3), -1);
   EXPECT_STREQ(source.GetChanLabel(1), "ABCDEFGHIJKLMNOP");
   EXPECT_STREQ(source.GetChanUnits(1), "unit567890123456789X");
   EXPECT_EQ(source.GetChanLabel(3), nullptr);
   EXPECT_EQ(source.GetChanPrecision(1), 1);  // type 8
-  double lower = 0.0;
-  double upper = 0.0;
-  ASSERT_TRUE(source.GetChanRange(1, &lower, &upper));
-  EXPECT_EQ(upper, 250.0);
-}
-
-// Only the first type-6 record is the time source; later ones are skipped as channels.
-TEST(SrcFmtBrenlowTest, LaterStampRecordsAreNeitherChannelsNorTimeSources) {
-  const Rec last = {"Last", "A", 0, -100.0, 100.0};
-  SrcFmtBrenlow source = Make(Image({}, {kAnalog, kTime, kTime, kTime, last}));
-  ASSERT_EQ(source.GetStatus(), 0);
-  EXPECT_EQ(source.GetNumChans(), 2);
-  EXPECT_EQ(source.GetChanIndex(1), 4);
-  EXPECT_STREQ(source.GetChanLabel(1), "Last");
-  std::vector<uint8_t> block = Scans({{1.0f, 0.0f, 1.0f, 128.0f, 7.0f}});
-  source.SetRawBlock(block.data(), 1, 0);
-  double value = 0.0;
-  source.GetScaledValue(0, 1, &value);
-  EXPECT_EQ(value, 7.0);
-  // The stamp comes from the stamp record's own position, although user channel 1 is record 4.
+  // Samples are clamped to their record's limits; an unknown channel reads 0.
+  std::vector<uint8_t> block = Scans({{1.0f, 0.0f, 1.0f, 128.0f, 300.0f}, {-20.0f, 0.0f, 0.0f, 0.0f, 0.1f}});
+  source.SetRawBlock(block.data(), 2, 0);
+  const double expected[2][3] = {{1.0, 250.0, 0.0}, {-10.0, static_cast<double>(0.1f), 0.0}};
+  for (int32_t chan = 0; chan < 3; ++chan) {
+    for (int64_t scan = 0; scan < 2; ++scan) {
+      double value = -1.0;
+      source.GetScaledValue(scan, chan, &value);
+      EXPECT_EQ(value, expected[scan][chan]) << "scan " << scan << " channel " << chan;
+    }
+  }
+  // The stamp (0, 1, 128) from the stamp record's own position: 65536.5 s into 1997.
   double t = 0.0;
   ASSERT_TRUE(source.GetNativeScanTime(0, &t));
   EXPECT_NEAR(t, kJan1997 + Days(65536.5), 1e-10);
@@ -144,7 +103,7 @@ TEST(SrcFmtBrenlowTest, LaterStampRecordsAreNeitherChannelsNorTimeSources) {
 // A single stamp record at the end leaves no room for the stamp's other two floats: the
 // channels are read, the stamp is not.
 TEST(SrcFmtBrenlowTest, StampThatDoesNotFitTheScanIsNotRead) {
-  SrcFmtBrenlow source = Make(Image({}, {kAnalog, kAnalog, kTime}));
+  SrcFmtBrenlow source = Make(BrenlowImage({kAnalog, kAnalog, kTime}));
   ASSERT_EQ(source.GetStatus(), 0);
   EXPECT_EQ(source.GetNumChans(), 2);
   EXPECT_EQ(source.GetScanSize(), 12);
@@ -153,21 +112,6 @@ TEST(SrcFmtBrenlowTest, StampThatDoesNotFitTheScanIsNotRead) {
   source.SetRawBlock(block.data(), 1, 0);
   double t = 0.0;
   EXPECT_FALSE(source.GetNativeScanTime(0, &t));
-}
-
-TEST(SrcFmtBrenlowTest, ClampsSamplesToTheRecordRange) {
-  SrcFmtBrenlow source = Make(Image({}, {kAnalog}));
-  ASSERT_EQ(source.GetStatus(), 0);
-  struct Case { float raw; double expected; };
-  const Case cases[] = {{-20.0f, -10.0}, {0.1f, static_cast<double>(0.1f)}, {10.5f, 10.0}, {1e30f, 10.0}};
-  for (const Case& c : cases) {
-    uint8_t raw[4];
-    le::PutF32(raw, c.raw);
-    EXPECT_EQ(source.ScaleSample(0, raw), c.expected) << c.raw;
-  }
-  uint8_t raw[4];
-  le::PutF32(raw, 5.0f);
-  EXPECT_EQ(source.ScaleSample(1, raw), 0.0);  // unknown channel
 }
 
 TEST(SrcFmtBrenlowTest, TimeFormatFollowsRateAndStamp) {
@@ -188,7 +132,7 @@ TEST(SrcFmtBrenlowTest, TimeFormatFollowsRateAndStamp) {
   for (const Case& c : cases) {
     std::vector<Rec> records = {kAnalog};
     if (c.stamp) records.insert(records.end(), {kTime, kTime, kTime});
-    SrcFmtBrenlow source = Make(Image({.rate = c.rate}, records));
+    SrcFmtBrenlow source = Make(BrenlowImage(records, {.rate = c.rate}));
     ASSERT_EQ(source.GetStatus(), 0);
     const TimeFormat& f = source.NativeTimeFormat();
     SCOPED_TRACE(testing::Message() << "rate " << c.rate << " stamp " << c.stamp);
@@ -212,7 +156,7 @@ TEST(SrcFmtBrenlowTest, StampsWithRateDeriveFromScanZeroUnlessAsked) {
   struct Case { uint32_t options; double scan5; };
   const Case cases[] = {{0, kJan1997 + Days(0.5)}, {1, kJan1997 + Days(5000.0)}};
   for (const Case& c : cases) {
-    SrcFmtBrenlow source = Make(Image({.rate = 10.0}, {kAnalog, kTime, kTime, kTime}));
+    SrcFmtBrenlow source = Make(BrenlowImage({kAnalog, kTime, kTime, kTime}, {.rate = 10.0}));
     source.SetOptions(c.options);
     source.SetRawBlock(block.data(), 6, 0);
     double t = 0.0;
@@ -234,7 +178,7 @@ TEST(SrcFmtBrenlowTest, LoadsStampsFromTheDataFile) {
   const std::vector<uint8_t> data = Scans(scans);
   const std::string path = testing::TempDir() + "brenlow_stamps.bin";
   ASSERT_TRUE(platform::File::Create(path.c_str()).Write(data.data(), data.size()));
-  const std::vector<uint8_t> image = Image({.rate = 10.0, .preTrig = 2}, {kAnalog, kTime, kTime, kTime});
+  const std::vector<uint8_t> image = BrenlowImage({kAnalog, kTime, kTime, kTime}, {.rate = 10.0, .preTrig = 2});
   struct Case { uint32_t options; double trigger; };
   const Case cases[] = {{0, kJan1997 + Days(0.2)}, {1, kJan1997 + Days(200.0)}};
   for (const Case& c : cases) {

@@ -9,27 +9,12 @@
 #include <vector>
 
 #include "platform/Platform.h"
+#include "source/SourceImages.h"
 
 namespace travune {
 namespace {
 
-struct Desc {
-  std::string frequency = "10,100";
-  int preTrig = 0;
-  int postStop = 0;
-  std::vector<std::string> channels;
-};
-
-std::string DescText(const Desc& d) {
-  std::string text = "*TYPE\r\nChart\r\n*VERSION\r\n4.2\r\n*FORMAT\r\nBINARY\r\n*FREQUENCY\r\n" + d.frequency +
-                     "\r\n*PRETRIG_COUNT\r\n" + std::to_string(d.preTrig) + "\r\n*POST_STOP_COUNT\r\n" +
-                     std::to_string(d.postStop) + "\r\n*CHANNELS\r\n";
-  for (const std::string& line : d.channels) text += line + "\r\n";
-  return text;
-}
-
-SrcFmtCeldrin Make(const std::string& text, int64_t dataFileSize = 0) {
-  const std::vector<uint8_t> image(text.begin(), text.end());
+SrcFmtCeldrin Make(const std::vector<uint8_t>& image, int64_t dataFileSize = 0) {
   return SrcFmtCeldrin(image.data(), image.size(), ",", dataFileSize);
 }
 
@@ -40,46 +25,39 @@ std::string Chan(int position, const std::string& kind = "VOLTS", const std::str
          "," + offset + ",0,0,0,U" + std::to_string(position);
 }
 
-TEST(SrcFmtCeldrinTest, ChannelLayoutAndPositions) {
-  struct Case { const char* name; std::vector<std::string> channels; int32_t status; int64_t scanSize; bool stamps; };
+std::string TextOf(const std::vector<std::string>& channels, const std::string& frequency = "10,100") {
+  const std::vector<uint8_t> image = testutil::CeldrinImage({.frequency = frequency, .channels = channels});
+  return std::string(image.begin(), image.end());
+}
+
+// Positions at 5 and up leave room for a clock stamp; a scan reaches to the last position's word.
+TEST(SrcFmtCeldrinTest, ChannelLayoutAndRefusedDescriptions) {
+  const std::string good = TextOf({Chan(0)});
+  struct Case { const char* name; std::string text; int32_t status; int64_t scanSize; bool stamps; };
   const Case cases[] = {
-      {"stamped, positions 5 6 7", {Chan(5), Chan(6), Chan(7)}, 0, 16, true},
-      {"no stamps, positions 0 1", {Chan(0), Chan(1)}, 0, 4, false},
-      {"largest position", {Chan(65535)}, 0, 131072, false},
-      {"position beyond the scan", {Chan(2), Chan(0)}, -1, 0, false},
-      {"huge position", {Chan(65536)}, -1, 0, false},
-      {"position far beyond 32 bits", {"99999999999,1,a,VOLTS,1,0,0,0,0,u"}, -1, 0, false},
+      {"stamped, positions 5 6 7", TextOf({Chan(5), Chan(6), Chan(7)}), 0, 16, true},
+      {"no stamps, positions 0 1", TextOf({Chan(0), Chan(1)}), 0, 4, false},
+      {"largest position", TextOf({Chan(65535)}), 0, 131072, false},
+      {"position beyond the scan", TextOf({Chan(2), Chan(0)}), -1, 0, false},
+      {"huge position", TextOf({Chan(65536)}), -1, 0, false},
+      {"position far beyond 32 bits", TextOf({"99999999999,1,a,VOLTS,1,0,0,0,0,u"}), -1, 0, false},
+      {"empty", "", -1, 0, false},
+      {"post-trigger rate 0", TextOf({Chan(0)}, "10,0"), -1, 0, false},
+      {"misspelt channel keyword", good.substr(0, good.find("*CHANNELS")) + "*CHANNELSX\r\n" + Chan(0), -1, 0, false},
+      {"no *FREQUENCY", "*TYPE\nT\n*FORMAT\nBINARY\n*CHANNELS\n0,1,a,b,1,0,0,0,0,u\n", -1, 0, false},
+      {"no channel line before the blank one",
+       "*TYPE\nT\n*FORMAT\nBINARY\n*FREQUENCY\n1,2\n*CHANNELS\n\n0,1,a,b,1,0,0,0,0,u\n", -1, 0, false},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    Desc d;
-    d.channels = c.channels;
-    SrcFmtCeldrin source = Make(DescText(d), 100);
+    SrcFmtCeldrin source = Make(std::vector<uint8_t>(c.text.begin(), c.text.end()), 100);
     ASSERT_EQ(source.GetStatus(), c.status);
     if (c.status != 0) continue;
-    EXPECT_EQ(source.GetNumChans(), static_cast<int32_t>(c.channels.size()));
     EXPECT_EQ(source.GetScanSize(), c.scanSize);
     EXPECT_EQ(source.GetNumProgScans(), 100 / c.scanSize);
     EXPECT_EQ(source.NativeTimeFormat().stampsInData, c.stamps);
   }
-}
-
-TEST(SrcFmtCeldrinTest, RejectsInvalidDescriptions) {
-  Desc good;
-  good.channels = {Chan(0)};
-  const std::string text = DescText(good);
-  Desc zeroRate = good;
-  zeroRate.frequency = "10,0";
-  const std::string cases[] = {
-      "",
-      DescText(zeroRate),
-      text.substr(0, text.find("*CHANNELS")) + "*CHANNELSX\r\n0,1,a,VOLTS,1,0,0,0,0,u\r\n",
-      "*TYPE\nT\n*FORMAT\nBINARY\n*CHANNELS\n0,1,a,b,1,0,0,0,0,u\n",  // no *FREQUENCY
-      "*TYPE\nT\n*FORMAT\nBINARY\n*FREQUENCY\n1,2\n*CHANNELS\n\n0,1,a,b,1,0,0,0,0,u\n",
-  };
-  for (const std::string& c : cases) EXPECT_EQ(Make(c).GetStatus(), -1) << c;
   EXPECT_EQ(SrcFmtCeldrin(nullptr, 0, ",", 0).GetStatus(), -1);
-  EXPECT_EQ(Make(text).GetStatus(), 0);
 }
 
 std::vector<uint8_t> Stamp(int hour, int minute, int second, uint32_t micro, int month, int day, int year) {
@@ -88,6 +66,8 @@ std::vector<uint8_t> Stamp(int hour, int minute, int second, uint32_t micro, int
           static_cast<uint8_t>(micro >> 24),  static_cast<uint8_t>(month),          static_cast<uint8_t>(day),
           static_cast<uint8_t>(year)};
 }
+
+constexpr double kAnyFiniteTime = -1e9;
 
 // Day numbers: 1 Jan 1991 = 33239, 31 Dec 1999 = 36525, 29 Feb 2000 = 36585,
 // 2 Jan 2003 = 37623, 1 Jan 2090 = 69399.
@@ -99,11 +79,12 @@ TEST(SrcFmtCeldrinTest, DecodesClockStamps) {
       {Stamp(0, 0, 0, 0, 1, 1, 91), 33239.0},
       {Stamp(23, 59, 59, 999999, 12, 31, 99), 36525.0 + 86399.999999 / 86400.0},
       {Stamp(6, 0, 0, 0, 3, 1, 0), 36586.25},
+      // Damaged stamps (no month, months beyond 12, every field at its largest) give some finite time.
+      {Stamp(255, 255, 255, 0xFFFFFFFFu, 0, 255, 255), kAnyFiniteTime},
+      {Stamp(255, 255, 255, 0xFFFFFFFFu, 13, 255, 255), kAnyFiniteTime},
+      {Stamp(255, 255, 255, 0xFFFFFFFFu, 255, 255, 255), kAnyFiniteTime},
   };
-  Desc d;
-  d.preTrig = 1;
-  d.channels = {Chan(5), Chan(6), Chan(7)};
-  SrcFmtCeldrin source = Make(DescText(d));
+  SrcFmtCeldrin source = Make(testutil::CeldrinImage({.preTrig = 1, .channels = {Chan(5), Chan(6), Chan(7)}}));
   ASSERT_EQ(source.GetStatus(), 0);
   for (const Case& c : cases) {
     // Two scans of 16 bytes, the first starting at scan 10: the stamp of scan 11 is asked for.
@@ -112,69 +93,47 @@ TEST(SrcFmtCeldrinTest, DecodesClockStamps) {
     source.SetRawBlock(block.data(), 2, 10);
     double t = 0.0;
     ASSERT_TRUE(source.GetNativeScanTime(11, &t));
-    EXPECT_NEAR(t, c.days, 2e-11) << testing::PrintToString(c.stamp);
+    if (c.days == kAnyFiniteTime) {
+      EXPECT_TRUE(std::isfinite(t)) << testing::PrintToString(c.stamp);
+    } else {
+      EXPECT_NEAR(t, c.days, 2e-11) << testing::PrintToString(c.stamp);
+    }
   }
 }
 
-TEST(SrcFmtCeldrinTest, DamagedStampMonthsStayFinite) {
-  Desc d;
-  d.channels = {Chan(5)};
-  SrcFmtCeldrin source = Make(DescText(d));
-  ASSERT_EQ(source.GetStatus(), 0);
-  for (int month : {0, 13, 255}) {
-    std::vector<uint8_t> block = Stamp(255, 255, 255, 0xFFFFFFFFu, month, 255, 255);
-    block.resize(12);
-    source.SetRawBlock(block.data(), 1, 0);
-    double t = 0.0;
-    ASSERT_TRUE(source.GetNativeScanTime(0, &t));
-    EXPECT_TRUE(std::isfinite(t)) << month;
-  }
-}
-
+// Raw words to values; where given, the channel's range runs from the value of −32768 to that of
+// 32767 (asymmetric by one count).
 TEST(SrcFmtCeldrinTest, ScalesAnalogTemperatureAndDigitalChannels) {
-  struct Case { std::string line; uint16_t raw; double expected; };
+  struct Case { std::string line; uint16_t raw; double expected; double lower = NAN; double upper = NAN; };
   const Case cases[] = {
-      {Chan(0, "Deg F", "1"), 1000, 212.0},
+      {Chan(0, "Deg F", "1"), 1000, 212.0, 32.0 - 5898.24, 5898.06 + 32.0},
       {Chan(0, "deg f", "10"), 1000, 100.0},  // not a temperature kind: raw / countsPerUnit
       {Chan(0, "Deg C", "1", "2", "1"), static_cast<uint16_t>(-500), -99.0},
       {Chan(0, "Deg K", "7"), 1000, 373.15},
       {Chan(0, "Deg R", "7"), 1000, 671.67},
       {Chan(0, "VOLTS", "3276.8"), 0x8000, -32768.0 / static_cast<double>(3276.8f)},
+      {Chan(0, "VOLTS", "4", "2", "1"), 1000, 501.0, -16383.0, 16384.5},
       {Chan(0, "VOLTS", "1"), 0xFFFF, -1.0},  // signed
-      {Chan(0, "DIGITAL"), 0xFFFF, 32767.0},  // unsigned, offset by 32768 counts
+      {Chan(0, "DIGITAL"), 0xFFFF, 32767.0, -32768.0, 32767.0},  // unsigned, offset by 32768 counts
       {Chan(0, "DIGITAL", "2", "1", "5"), 40000, 3621.0},
       {Chan(0, "digital"), 0xFFFF, -1.0},  // kind is case-sensitive: analog
   };
   for (const Case& c : cases) {
-    Desc d;
-    d.channels = {c.line};
-    SrcFmtCeldrin source = Make(DescText(d));
-    ASSERT_EQ(source.GetStatus(), 0) << c.line;
+    SCOPED_TRACE(c.line);
+    SrcFmtCeldrin source = Make(testutil::CeldrinImage({.channels = {c.line}}));
+    ASSERT_EQ(source.GetStatus(), 0);
     const uint8_t raw[2] = {static_cast<uint8_t>(c.raw), static_cast<uint8_t>(c.raw >> 8)};
     source.SetRawBlock(const_cast<uint8_t*>(raw), 1, 0);
     double value = 0.0;
     source.GetScaledValue(0, 0, &value);
-    EXPECT_NEAR(value, c.expected, 1e-9 * std::fmax(1.0, std::fabs(c.expected))) << c.line << " raw " << c.raw;
-    EXPECT_EQ(static_cast<float>(value), static_cast<float>(c.expected)) << c.line << " raw " << c.raw;
-  }
-}
-
-TEST(SrcFmtCeldrinTest, ChannelRangeIsAsymmetricByOneCount) {
-  struct Case { std::string line; double lower; double upper; };
-  const Case cases[] = {
-      {Chan(0, "VOLTS", "4", "2", "1"), -16383.0, 16384.5},
-      {Chan(0, "Deg F", "1"), 32.0 - 5898.24, 5898.06 + 32.0},
-      {Chan(0, "DIGITAL", "1"), -32768.0, 32767.0},
-  };
-  for (const Case& c : cases) {
-    Desc d;
-    d.channels = {c.line};
-    SrcFmtCeldrin source = Make(DescText(d));
-    double lower = 0.0;
-    double upper = 0.0;
-    ASSERT_TRUE(source.GetChanRange(0, &lower, &upper)) << c.line;
-    EXPECT_NEAR(lower, c.lower, 1e-9) << c.line;
-    EXPECT_NEAR(upper, c.upper, 1e-9) << c.line;
+    EXPECT_NEAR(value, c.expected, 1e-9 * std::fmax(1.0, std::fabs(c.expected))) << "raw " << c.raw;
+    EXPECT_EQ(static_cast<float>(value), static_cast<float>(c.expected)) << "raw " << c.raw;
+    double lower = 0.0, upper = 0.0;
+    ASSERT_TRUE(source.GetChanRange(0, &lower, &upper));
+    if (!std::isnan(c.lower)) {
+      EXPECT_NEAR(lower, c.lower, 1e-9);
+      EXPECT_NEAR(upper, c.upper, 1e-9);
+    }
   }
 }
 
@@ -195,9 +154,8 @@ TEST(SrcFmtCeldrinTest, ScalesThroughTheRangeLine) {
       {"3276.8", 3276.8f, "0.7", 0.7f, "1.5", 1.5f, -28671},
   };
   for (const Case& c : cases) {
-    Desc d;
-    d.channels = {Chan(0, "VOLTS", c.countsPerUnit, c.gain, c.offset)};
-    SrcFmtCeldrin source = Make(DescText(d));
+    const std::string line = Chan(0, "VOLTS", c.countsPerUnit, c.gain, c.offset);
+    SrcFmtCeldrin source = Make(testutil::CeldrinImage({.channels = {line}}));
     ASSERT_EQ(source.GetStatus(), 0);
     const double mc = static_cast<double>(c.gainValue) * (1.0 / static_cast<double>(c.countsPerUnitValue));
     const double bc = static_cast<double>(c.gainValue) * 0.0 + static_cast<double>(c.offsetValue);
@@ -234,12 +192,7 @@ TEST(SrcFmtCeldrinTest, ThreeRateTimeBase) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    Desc d;
-    d.frequency = c.frequency;
-    d.preTrig = c.preTrig;
-    d.postStop = c.postStop;
-    d.channels = {Chan(0), Chan(1)};
-    SrcFmtCeldrin source = Make(DescText(d), 40);
+    SrcFmtCeldrin source = Make(testutil::CeldrinImage({c.frequency, c.preTrig, c.postStop, {Chan(0), Chan(1)}}), 40);
     ASSERT_EQ(source.GetStatus(), 0);
     if (c.setDataFileSize >= 0.0) source.SetDataFileSize(c.setDataFileSize);
     EXPECT_EQ(source.HasUniformRate(), c.uniform);
@@ -258,9 +211,7 @@ TEST(SrcFmtCeldrinTest, ThreeRateTimeBase) {
 // Scan 0 and the trigger scan's stamps are read from the data file and answered afterwards
 // without any raw block. The file holds more than one 64 KiB block of scans.
 TEST(SrcFmtCeldrinTest, LoadsStampsFromTheDataFile) {
-  Desc d;
-  d.preTrig = 2;
-  d.channels = {Chan(5), Chan(6)};  // 14-byte scans
+  const testutil::CeldrinDesc d = {.preTrig = 2, .channels = {Chan(5), Chan(6)}};  // 14-byte scans
   std::vector<uint8_t> data;
   for (int scan = 0; scan < 10000; ++scan) {
     const std::vector<uint8_t> stamp = Stamp(scan == 2 ? 1 : 0, 0, scan == 1 ? 30 : 0, 0, 1, 2, 3);
@@ -269,7 +220,7 @@ TEST(SrcFmtCeldrinTest, LoadsStampsFromTheDataFile) {
   }
   const std::string path = testing::TempDir() + "celdrin_stamps.hxt";
   ASSERT_TRUE(platform::File::Create(path.c_str()).Write(data.data(), data.size()));
-  SrcFmtCeldrin source = Make(DescText(d), static_cast<int64_t>(data.size()));
+  SrcFmtCeldrin source = Make(testutil::CeldrinImage(d), static_cast<int64_t>(data.size()));
   ASSERT_EQ(source.GetStatus(), 0);
   source.SetDataFileSize(static_cast<double>(data.size()));
   platform::File dataFile = platform::File::OpenRead(path.c_str());

@@ -4,109 +4,95 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <vector>
 
+#include "source/SourceImages.h"
 #include "source/SrcFmtMorvane.h"
+#include "support/ByteBuilder.h"
 #include "support/LittleEndian.h"
 #include "support/Time.h"
 
 namespace travune {
 namespace {
 
-struct Chan {
-  int32_t type = 0;
-  float gain = 1.0f;
-  float scale = 1.0f;
-  float offset = 0.0f;
-  int32_t polarity = 0;
-  int32_t deviceCode = 0;
-  const char* label = "ch";
-  const char* units = "V";
-};
+using Chan = testutil::MorvaneChan;
+using testutil::MorvaneImage;
 
-struct Head {
-  int32_t numChans = -1;  // -1: the number of channels given
-  uint32_t progScans = 100;
-  uint32_t preTrig = 0;
-  int32_t firstChannel = 0;
-  float rate = 1000.0f;
-};
-
-std::vector<uint8_t> Form1(const std::vector<Chan>& chans, Head h = {}) {
-  std::vector<uint8_t> d(32 + 56 * chans.size(), 0);
-  le::PutI32(&d[0], 5040);
-  le::PutI32(&d[4], h.numChans < 0 ? static_cast<int32_t>(chans.size()) : h.numChans);
-  le::PutU32(&d[8], h.progScans);
-  le::PutU32(&d[12], h.preTrig);
-  le::PutI32(&d[24], h.firstChannel);
-  le::PutF32(&d[28], h.rate);
-  for (size_t i = 0; i < chans.size(); ++i) {
-    uint8_t* p = &d[32 + 56 * i];
-    const Chan& c = chans[i];
-    le::PutF32(p, c.gain);
-    le::PutI32(p + 8, c.type);
-    le::PutF32(p + 16, c.scale);
-    le::PutF32(p + 20, c.offset);
-    le::PutI32(p + 24, c.polarity);
-    le::PutI32(p + 28, c.deviceCode);
-    std::strncpy(reinterpret_cast<char*>(p + 32), c.label, 12);
-    std::strncpy(reinterpret_cast<char*>(p + 44), c.units, 12);
+// The older forms' 40-byte channel record: 16-bit type and polarity, 9-byte texts.
+void PutOldRecords(ByteBuilder& b, const std::vector<Chan>& chans) {
+  for (const Chan& c : chans) {
+    b.F32(c.gain);
+    b.Zeros(2);
+    b.I16(static_cast<int16_t>(c.type));
+    b.Zeros(2);
+    b.F32(c.scale);
+    b.F32(c.offset);
+    b.I16(static_cast<int16_t>(c.polarity));
+    b.FixedText(c.label, 9);
+    b.FixedText(c.units, 9);
+    b.I16(static_cast<int16_t>(c.deviceCode));
   }
-  return d;
 }
 
-void PutOldRecord(uint8_t* p, const Chan& c) {
-  le::PutF32(p, c.gain);
-  le::PutI16(p + 6, static_cast<int16_t>(c.type));
-  le::PutF32(p + 10, c.scale);
-  le::PutF32(p + 14, c.offset);
-  le::PutI16(p + 18, static_cast<int16_t>(c.polarity));
-  std::strncpy(reinterpret_cast<char*>(p + 20), c.label, 9);
-  std::strncpy(reinterpret_cast<char*>(p + 29), c.units, 9);
-  le::PutI16(p + 38, static_cast<int16_t>(c.deviceCode));
-}
-
+// Form 2: a 22-byte header whose first half-word is 5040; 77 programmed scans.
 std::vector<uint8_t> Form2(const std::vector<Chan>& chans, uint32_t preTrig, float rate) {
-  std::vector<uint8_t> d(22 + 40 * chans.size(), 0);
-  le::PutI16(&d[0], 5040);
-  le::PutI16(&d[2], static_cast<int16_t>(chans.size()));
-  le::PutU32(&d[4], 77);
-  le::PutU32(&d[8], preTrig);
-  le::PutI16(&d[16], 0);
-  le::PutF32(&d[18], rate);
-  for (size_t i = 0; i < chans.size(); ++i) PutOldRecord(&d[22 + 40 * i], chans[i]);
-  return d;
+  ByteBuilder b;
+  b.I16(5040);
+  b.I16(static_cast<int16_t>(chans.size()));
+  b.U32(77);
+  b.U32(preTrig);
+  b.Zeros(6);
+  b.F32(rate);
+  PutOldRecords(b, chans);
+  return b.Take();
 }
 
+// Form 3: a 16-byte header that starts with the channel count.
 std::vector<uint8_t> Form3(const std::vector<Chan>& chans, uint32_t progScans, float rate) {
-  std::vector<uint8_t> d(16 + 40 * chans.size(), 0);
-  le::PutI16(&d[0], static_cast<int16_t>(chans.size()));
-  le::PutU32(&d[2], progScans);
-  le::PutF32(&d[12], rate);
-  for (size_t i = 0; i < chans.size(); ++i) PutOldRecord(&d[16 + 40 * i], chans[i]);
-  return d;
+  ByteBuilder b;
+  b.I16(static_cast<int16_t>(chans.size()));
+  b.U32(progScans);
+  b.Zeros(6);
+  b.F32(rate);
+  PutOldRecords(b, chans);
+  return b.Take();
 }
 
-bool Accepted(const std::vector<uint8_t>& image) {
-  SrcFmtMorvane source(image.data(), image.size());
-  return source.GetStatus() == 0;
+bool Accepted(const std::vector<uint8_t>& image) { return SrcFmtMorvane(image.data(), image.size()).GetStatus() == 0; }
+
+std::vector<uint8_t> Resized(std::vector<uint8_t> image, int delta) {
+  image.resize(image.size() + static_cast<size_t>(delta));
+  return image;
 }
 
 // Each form is accepted at its exact size only; the first word tells them apart: 5040 (form 1),
 // low half 5040 (form 2), below 65536 otherwise (form 3, low half the channel count).
 TEST(SrcFmtMorvane, AcceptsEachFormOnlyAtItsExactSize) {
-  const std::vector<uint8_t> form1 = Form1(std::vector<Chan>(3));
-  ASSERT_EQ(form1.size(), 32u + 56u * 3);
+  const std::vector<uint8_t> form1 = MorvaneImage(std::vector<Chan>(3));
   const std::vector<uint8_t> form2 = Form2({Chan{}}, 5, 10.0f);
   const std::vector<uint8_t> form3 = Form3({Chan{}}, 2, 10.0f);
-  for (const std::vector<uint8_t>& image : {form1, form2, form3}) {
-    EXPECT_TRUE(Accepted(image));
-    std::vector<uint8_t> longer = image;
-    longer.push_back(0);
-    EXPECT_FALSE(Accepted(longer));
-    EXPECT_FALSE(Accepted(std::vector<uint8_t>(image.begin(), image.end() - 1)));
-  }
+  std::vector<uint8_t> huge = MorvaneImage({Chan{}});
+  le::PutI32(&huge[4], 0x7FFFFFFF);
+  std::vector<uint8_t> smallFirstWord = MorvaneImage({Chan{}});
+  le::PutI32(&smallFirstWord[0], 5039);
+  // 56 * 76695845 wraps to 24 in 32-bit arithmetic: a 56-byte image would then look right.
+  std::vector<uint8_t> wrapping = Resized(MorvaneImage({}), 24);
+  le::PutI32(&wrapping[4], 76695845);
+  const struct { const char* name; std::vector<uint8_t> image; bool accepted; } cases[] = {
+      {"form 1, 200 bytes", form1, form1.size() == 32 + 56 * 3},
+      {"form 2", form2, true},
+      {"form 3", form3, true},
+      {"form 1 a byte longer", Resized(form1, 1), false},
+      {"form 2 a byte longer", Resized(form2, 1), false},
+      {"form 3 a byte shorter", Resized(form3, -1), false},
+      {"form 1 a byte shorter", Resized(form1, -1), false},
+      {"empty", {}, false},
+      {"three bytes", {0xB0, 0x13, 0x00}, false},
+      {"huge channel count", huge, false},
+      {"first word below 65536 but not 5040", smallFirstWord, false},
+      {"count whose record bytes overflow 32 bits", wrapping, false},
+  };
+  for (const auto& c : cases) EXPECT_EQ(Accepted(c.image), c.accepted) << c.name;
   SrcFmtMorvane two(form2.data(), form2.size());
   EXPECT_EQ(two.HeaderForm(), 2);
   EXPECT_EQ(two.GetPreTrigCount(), 5);
@@ -114,28 +100,6 @@ TEST(SrcFmtMorvane, AcceptsEachFormOnlyAtItsExactSize) {
   SrcFmtMorvane three(form3.data(), form3.size());
   EXPECT_EQ(three.HeaderForm(), 3);
   EXPECT_STREQ(three.GetDescVersion(), "1");
-}
-
-TEST(SrcFmtMorvane, RejectsHostileDescriptions) {
-  struct Case { const char* name; std::vector<uint8_t> image; };
-  std::vector<uint8_t> huge = Form1({Chan{}});
-  le::PutI32(&huge[4], 0x7FFFFFFF);
-  std::vector<uint8_t> smallFirstWord = Form1({Chan{}});
-  le::PutI32(&smallFirstWord[0], 5039);
-  // 56 * 76695845 wraps to 24 in 32-bit arithmetic: a 56-byte image would then look right.
-  std::vector<uint8_t> wrapping = Form1({});
-  wrapping.resize(56);
-  le::PutI32(&wrapping[4], 76695845);
-  const Case cases[] = {
-      {"empty", {}},
-      {"three bytes", {0xB0, 0x13, 0x00}},
-      {"huge channel count", huge},
-      {"first word below 65536 but not 5040", smallFirstWord},
-      {"count whose record bytes overflow 32 bits", wrapping},
-  };
-  for (const Case& c : cases) {
-    EXPECT_FALSE(Accepted(c.image)) << c.name;
-  }
 }
 
 TEST(SrcFmtMorvane, LaysOutWideChannelsAndExchangesTheFirstChannel) {
@@ -150,9 +114,7 @@ TEST(SrcFmtMorvane, LaysOutWideChannelsAndExchangesTheFirstChannel) {
   for (const Case& c : cases) {
     std::vector<Chan> chans;
     for (int32_t t : c.types) chans.push_back(Chan{t});
-    Head h;
-    h.firstChannel = c.firstChannel;
-    std::vector<uint8_t> image = Form1(chans, h);
+    const std::vector<uint8_t> image = MorvaneImage(chans, {.firstChannel = c.firstChannel});
     SrcFmtMorvane source(image.data(), image.size());
     ASSERT_EQ(source.GetStatus(), 0);
     EXPECT_EQ(source.GetScanSize(), c.scanSize);
@@ -164,7 +126,7 @@ TEST(SrcFmtMorvane, LaysOutWideChannelsAndExchangesTheFirstChannel) {
 
 // The value the source reports for one raw word of a one-word channel.
 double ScaleWord(const Chan& chan, uint16_t word) {
-  std::vector<uint8_t> image = Form1({chan});
+  std::vector<uint8_t> image = MorvaneImage({chan});
   SrcFmtMorvane source(image.data(), image.size());
   EXPECT_EQ(source.GetStatus(), 0);
   uint8_t raw[16] = {};
@@ -235,7 +197,7 @@ TEST(SrcFmtMorvane, TemperatureChannelsGoThroughTheDriver) {
   const std::vector<Chan> chans = {
       {3, 1, 1, 0, 1}, {1, 100, 1, 0.5f, 2}, {13, 100, 2, 0, 1}, {2, 1, 1, 0, 0},
   };
-  std::vector<uint8_t> image = Form1(chans);
+  std::vector<uint8_t> image = MorvaneImage(chans);
   SrcFmtMorvane source(image.data(), image.size());
   ASSERT_EQ(source.GetStatus(), 0);
   ASSERT_EQ(source.GetScanSize(), 2 * (3 + 4));
@@ -260,10 +222,8 @@ TEST(SrcFmtMorvane, TemperatureChannelsGoThroughTheDriver) {
 // channel (device 272) reads "HSDI", other blank labels stay blank, bad channel numbers answer
 // "<err>", and scan times count from the trigger scan at the header's rate.
 TEST(SrcFmtMorvane, ReportsChannelFactsScanTimesAndErrors) {
-  Head h;
-  h.preTrig = 10;
-  h.rate = 100.0f;
-  std::vector<uint8_t> image = Form1({{0, 1, 1, 0, 1, 272, "", "V"}, {9, 1, 1, 0, 0, 5, "", "cnt"}}, h);
+  const std::vector<uint8_t> image =
+      MorvaneImage({{0, 1, 1, 0, 1, 272, "", "V"}, {9, 1, 1, 0, 0, 5, "", "cnt"}}, {.preTrig = 10, .rate = 100.0f});
   SrcFmtMorvane source(image.data(), image.size());
   ASSERT_EQ(source.GetStatus(), 0);
   EXPECT_STREQ(source.GetChanLabel(0), "HSDI");

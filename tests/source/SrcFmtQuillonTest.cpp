@@ -4,72 +4,18 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "support/ByteBuilder.h"
+#include "source/SourceImages.h"
 #include "support/LittleEndian.h"
 
 namespace travune {
 namespace {
 
-struct QChan {
-  int32_t type = 1;
-  float upper = 10.0f;
-  std::string label = "Temp";
-  float lower = -10.0f;
-  std::string units = "degC";
-  std::string third = "xyz";
-  std::optional<uint32_t> labelClaim;  // a length word other than the text's size
-  std::optional<uint32_t> thirdClaim;
-};
-
-struct QDesc {
-  std::string app = "Quillon";
-  std::optional<uint32_t> appClaim;
-  uint32_t versionMajor = 3;
-  uint32_t versionMinor = 14;
-  std::string kind = "DSC File";
-  std::optional<int16_t> numChans;  // the number of records when not set
-  uint32_t progScans = 500;
-  int32_t preTrigCount = 100;
-  double scanRate = 4.0;
-  double triggerDate = 37623.5;
-  std::vector<QChan> channels = {QChan{}, QChan{}};
-};
-
-// A counted text whose length word may claim another length than the text has.
-void PutText(ByteBuilder& out, const std::string& text, std::optional<uint32_t> claim = std::nullopt) {
-  out.U32(claim.value_or(static_cast<uint32_t>(text.size())));
-  out.Text(text);
-}
-
-// The description's fields in order; the words not interpreted are filled with junk.
-std::vector<uint8_t> Image(const QDesc& d) {
-  ByteBuilder out;
-  PutText(out, d.app, d.appClaim);
-  for (const uint32_t word : {d.versionMajor, d.versionMinor, 0x11111111u}) out.U32(word);
-  PutText(out, d.kind);
-  out.I16(d.numChans.value_or(static_cast<int16_t>(d.channels.size())));
-  for (const uint32_t word : {d.progScans, static_cast<uint32_t>(d.preTrigCount), 0x22222222u}) out.U32(word);
-  out.F64(d.scanRate);
-  out.F64(d.triggerDate);
-  for (const QChan& c : d.channels) {
-    out.I32(c.type);
-    out.F32(c.upper);
-    PutText(out, c.label, c.labelClaim);
-    out.F32(c.lower);
-    for (int i = 0; i < 4; ++i) out.U32(0x33333333u);
-    PutText(out, c.units);
-    out.U32(0x44444444u);
-    out.U32(0x55555555u);
-    PutText(out, c.third, c.thirdClaim);
-  }
-  return out.Take();
-}
+using QDesc = testutil::QuillonDesc;
+using testutil::QuillonImage;
 
 TEST(SrcFmtQuillonTest, SignatureAndHostileDescriptions) {
   struct Case {
@@ -87,13 +33,13 @@ TEST(SrcFmtQuillonTest, SignatureAndHostileDescriptions) {
       {"negative channel count", [](QDesc& d) { d.numChans = -1; }, true, false, 0},
       {"one record missing", [](QDesc& d) { d.numChans = 3; }, true, false, 0},
       {"huge label length", [](QDesc& d) { d.channels[0].labelClaim = 0xFFFFFFFFu; }, true, false, 0},
-      {"huge last text cut to the end", [](QDesc& d) { d.channels[1].thirdClaim = 0x7FFFFFFFu; }, true, true, 2},
+      {"huge last text cut to the end", [](QDesc& d) { d.channels[1].lastClaim = 0x7FFFFFFFu; }, true, true, 2},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     QDesc d;
     c.change(d);
-    const std::vector<uint8_t> image = Image(d);
+    const std::vector<uint8_t> image = QuillonImage(d);
     DescReader reader(image.data(), image.size());
     reader.Seek(3);
     EXPECT_EQ(IsQuillonDescription(reader), c.signature);
@@ -107,7 +53,7 @@ TEST(SrcFmtQuillonTest, SignatureAndHostileDescriptions) {
 
   // Cut anywhere before the last counted text's bytes, the description is rejected; inside
   // them, the text is cut and the description still reads.
-  const std::vector<uint8_t> full = Image(QDesc{});
+  const std::vector<uint8_t> full = QuillonImage(QDesc{});
   for (size_t size = 0; size < full.size(); ++size) {
     const SrcFmtQuillon source(full.data(), size);
     EXPECT_EQ(source.GetStatus(), size >= full.size() - 3 ? 0 : -1) << size;
@@ -115,14 +61,16 @@ TEST(SrcFmtQuillonTest, SignatureAndHostileDescriptions) {
   EXPECT_EQ(SrcFmtQuillon(nullptr, 100).GetStatus(), -1);
 }
 
-TEST(SrcFmtQuillonTest, ChannelFields) {
+// Channel 0 a type-5 channel with a 300-byte label on -2 ... 3; channel 1 with its limits given
+// the wrong way round (read as 1 ... 5); channel 2 on the default -10 ... 10. Raw floats are
+// clamped to the range, alone and in a raw block of two scans.
+TEST(SrcFmtQuillonTest, ChannelFieldsAndClampingToTheRange) {
   QDesc d;
-  d.channels.assign(3, QChan{});
-  d.channels[0].type = 5;
-  d.channels[0].label = std::string(300, 'L');
-  d.channels[2].upper = -1.0f;  // upper below lower: the two are exchanged
-  d.channels[2].lower = 5.0f;
-  const std::vector<uint8_t> image = Image(d);
+  d.channels.resize(3);
+  d.channels[0] = {.type = 5, .lower = -2.0f, .upper = 3.0f, .label = std::string(300, 'L')};
+  d.channels[1].upper = 1.0f;
+  d.channels[1].lower = 5.0f;
+  const std::vector<uint8_t> image = QuillonImage(d);
   SrcFmtQuillon source(image.data(), image.size());
   ASSERT_EQ(source.GetStatus(), 0);
   EXPECT_STREQ(source.GetDescVersion(), "3.14");
@@ -133,41 +81,29 @@ TEST(SrcFmtQuillonTest, ChannelFields) {
   EXPECT_EQ(source.GetChanPrecision(0), 0);
   EXPECT_EQ(source.GetChanPrecision(1), 6);
   double lower = 0.0, upper = 0.0;
-  ASSERT_TRUE(source.GetChanRange(2, &lower, &upper));
-  EXPECT_EQ(lower, -1.0);
+  ASSERT_TRUE(source.GetChanRange(1, &lower, &upper));
+  EXPECT_EQ(lower, 1.0);
   EXPECT_EQ(upper, 5.0);
-}
 
-TEST(SrcFmtQuillonTest, SamplesAreClampedToTheChannelRange) {
-  QDesc d;
-  d.channels[0].lower = -2.0f;
-  d.channels[0].upper = 3.0f;
-  d.channels[1].upper = 1.0f;  // exchanged: 1 ... 5
-  d.channels[1].lower = 5.0f;
-  const std::vector<uint8_t> image = Image(d);
-  const SrcFmtQuillon source(image.data(), image.size());
-  ASSERT_EQ(source.GetStatus(), 0);
   struct Case { int32_t chan; float raw; double user; };
   const Case cases[] = {
-      {0, -5.0f, -2.0}, {0, 0.25f, 0.25}, {0, 1e30f, 3.0}, {1, 0.0f, 1.0}, {1, 6.0f, 5.0}, {2, 2.5f, 0.0},
+      {0, -5.0f, -2.0}, {0, 0.25f, 0.25}, {0, 1e30f, 3.0}, {1, 0.0f, 1.0}, {1, 6.0f, 5.0}, {3, 2.5f, 0.0},
   };
   for (const Case& c : cases) {
     uint8_t raw[4];
     le::PutF32(raw, c.raw);
     EXPECT_EQ(source.ScaleSample(c.chan, raw), c.user) << "chan " << c.chan << " raw " << c.raw;
   }
-  // Two scans of two channels in a raw block.
-  uint8_t block[16];
-  const float values[] = {-7.0f, 4.0f, 1.5f, 0.5f};
-  for (int i = 0; i < 4; ++i) le::PutF32(block + 4 * i, values[i]);
-  SrcFmtQuillon reader(image.data(), image.size());
   double v = 0.0;
-  reader.GetScaledValue(3, 1, &v);
+  source.GetScaledValue(3, 1, &v);
   EXPECT_EQ(v, 1.0);  // no block yet: a raw zero, clamped
-  reader.SetRawBlock(block, 2, 3);
-  const double expected[] = {-2.0, 4.0, 1.5, 1.0};
-  for (int i = 0; i < 4; ++i) {
-    reader.GetScaledValue(3 + i / 2, i % 2, &v);
+  uint8_t block[24];
+  const float values[] = {-7.0f, 4.0f, 9.0f, 1.5f, 0.5f, -11.0f};
+  for (int i = 0; i < 6; ++i) le::PutF32(block + 4 * i, values[i]);
+  source.SetRawBlock(block, 2, 3);
+  const double expected[] = {-2.0, 4.0, 9.0, 1.5, 1.0, -10.0};
+  for (int i = 0; i < 6; ++i) {
+    source.GetScaledValue(3 + i / 3, i % 3, &v);
     EXPECT_EQ(v, expected[i]) << i;
   }
 }
@@ -192,7 +128,7 @@ TEST(SrcFmtQuillonTest, ScanTimesAreDatedFromTheTrigger) {
     QDesc d;
     d.scanRate = c.scanRate;
     d.preTrigCount = c.preTrigCount;
-    const std::vector<uint8_t> image = Image(d);
+    const std::vector<uint8_t> image = QuillonImage(d);
     SrcFmtQuillon source(image.data(), image.size());
     ASSERT_EQ(source.GetStatus(), 0);
     double t = 0.0;
