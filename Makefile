@@ -49,8 +49,11 @@ test-plain: test-build
 # handle API; the plain run walks every writer.
 ASAN_SKIPPED_WALKS := FaultWalk.*/(Halvard|SnapMaster|DADiSP|DASYLab|Matlab|Text|Uff58Ascii|Uff58Binary|Wav|Pernix)_
 
+# Debug keeps the assertions; -O1 runs the sanitized suite about twice as fast as -O0 and still
+# reports every access with its exact line.
 test-asan: deps
-	cmake -S . -B $(ASAN) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTRAVUNE_SANITIZE=ON -DTRAVUNE_FAULT_INJECTION=ON
+	cmake -S . -B $(ASAN) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g" \
+	  -DCMAKE_C_FLAGS_DEBUG="-O1 -g" -DTRAVUNE_SANITIZE=ON -DTRAVUNE_FAULT_INJECTION=ON
 	cmake --build $(ASAN) -j $(JOBS)
 	cd $(ASAN) && LC_ALL=de_DE.UTF-8 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
 	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j $(JOBS) -E '$(ASAN_SKIPPED_WALKS)'

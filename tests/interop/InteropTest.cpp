@@ -2,12 +2,12 @@
 // scipy.io.loadmat, WAV files through sndfile-info and sox. Each must see every scaled value.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -102,9 +102,13 @@ TEST(MatlabInterop, OctaveAndScipyLoadOurScaledValues) {
 
 // The number after "name :" in sndfile-info's report, or -1.
 long long ReportedNumber(const std::string& report, const std::string& name) {
-  std::smatch match;
-  if (!std::regex_search(report, match, std::regex(name + R"(\s*:\s*(\d+))"))) return -1;
-  return std::stoll(match[1].str());
+  size_t at = report.find(name);
+  if (at == std::string::npos) return -1;
+  at = report.find_first_not_of(" \t", at + name.size());
+  if (at == std::string::npos || report[at] != ':') return -1;
+  at = report.find_first_not_of(" \t", at + 1);
+  if (at == std::string::npos || !std::isdigit(static_cast<unsigned char>(report[at]))) return -1;
+  return std::stoll(report.substr(at));
 }
 
 // The rate and length come from the header; sox's samples are the codes of the plain rounding
