@@ -78,14 +78,14 @@ TEST_F(Uff58Conversion, AFailedConversionLeavesNoTemporaryFile) {
   const std::vector<std::string> files = Sample(kMorvane, "acq");
   // A range that runs past the end of the data fails while the channels are half written.
   EXPECT_EQ(Convert(files, kMorvane, TRAVUNE_FMT_UFF58_ASCII, Path("short.unv"), '.', 600, 200), TRAVUNE_ERR_DATA_READ);
-  EXPECT_TRUE(testing::DirectoryEntries(TempDir()).empty());
+  EXPECT_EQ(scratch_.TempFilesLeft(), 0);
   // A source released in the middle of a conversion finishes the writer and its files too.
   ASSERT_GE(cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), kMorvane.type), 0);
   ASSERT_EQ(cvtInitDataFileEx(Path("open.unv").c_str(), Path("open.unv").c_str(), TRAVUNE_FMT_UFF58_BINARY, 0), 0);
-  EXPECT_FALSE(testing::DirectoryEntries(TempDir()).empty());
+  EXPECT_GT(scratch_.TempFilesLeft(), 0);
   EXPECT_GE(cvtConvertBinData(TRAVUNE_FMT_UFF58_BINARY), 0);
   cvtReleaseResources();
-  EXPECT_TRUE(testing::DirectoryEntries(TempDir()).empty());
+  EXPECT_EQ(scratch_.TempFilesLeft(), 0);
 }
 
 // Child process: opens the conversion (the channel files now exist), reports on ready, waits
@@ -139,7 +139,7 @@ TEST_F(Uff58Conversion, TwoProcessesConvertAtTheSameTimeWithoutMixingTheirChanne
     SCOPED_TRACE(i);
     ExpectPrintedValues(ReadUff(Path("child" + std::to_string(i) + ".unv")), testing::ScaledValues(files[i], specs[i]->type));
   }
-  EXPECT_TRUE(testing::DirectoryEntries(TempDir()).empty());
+  EXPECT_EQ(scratch_.TempFilesLeft(), 0);
 }
 
 }  // namespace
