@@ -28,8 +28,8 @@ struct Variant {
 };
 
 // Every source type, Data File Access type and their variants; the long ones cross several
-// 64 KiB blocks, packed blocks starting inside six-byte groups. Tarquil has 9 channels where it
-// is not guessed, as a 7-channel Tarquil description has exactly the size of a Morvane one.
+// 64 KiB blocks, packed blocks starting inside six-byte groups. Data File Access reads Tarquil
+// with 9 channels, as a 7-channel Tarquil description has exactly the size of a Morvane one.
 const Variant kVariants[] = {
     {"morvane", SampleOf(TRAVUNE_SRC_MORVANE, 700, 50), true, true, 32},
     {"tarquil", SampleOf(TRAVUNE_SRC_TARQUIL, 650), true},

@@ -164,11 +164,10 @@ class FixedClockWriterTest : public ::testing::Test {
 };
 using HeaderedWriterTest = FixedClockWriterTest<678>;
 
-// A UFF writer test: what the writers' temporary files leave behind shows in TempDir().
+// A UFF writer test: what the writers' temporary files leave behind shows in
+// scratch_.TempFilesLeft().
 class UffWriterTest : public FixedClockWriterTest<250> {
  protected:
-  std::string TempDir() const { return (dir_ / "tmp").string(); }
-
   // Scans [first, first + count) in blocks of at most blockScans into out.unv; its bytes.
   std::string Run(TgtFmt& writer, int64_t blockScans, int64_t first, int64_t count) {
     return RunWriter(writer, Path("out.unv"), "", count, first, count, blockScans).data;
