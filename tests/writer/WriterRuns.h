@@ -145,7 +145,7 @@ inline std::vector<double> ScaledValues(const std::vector<std::string>& files, i
   return values;
 }
 
-// A sample spec with time stamps and packing in the order the writer tests list them.
+// A generated sample with time stamps and packing in the order the writer tests list them.
 inline samples::SampleSpec SampleOf(int type, int64_t scans, int64_t preTrig, bool stamps = false,
                                     bool packed = false) {
   return apitest::SampleOf(type, scans, preTrig, 0, packed, stamps);
