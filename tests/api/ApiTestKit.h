@@ -1,6 +1,6 @@
-// Helpers of the API, fault and tool tests: a scratch directory (conversion clock fixed, temporary
-// files kept inside it), file contents, generated acquisitions, and conversions through the
-// exported functions (step by step or whole) and through the handle API.
+// Helpers of the API, fault, tool and writer tests: scratch directories (conversion clock fixed,
+// temporary files kept inside), file contents, generated acquisitions, and conversions through
+// the exported functions (step by step or whole) and through the handle API.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -16,6 +16,7 @@
 #include "api/CvtSession.h"
 #include "platform/Platform.h"
 #include "samples/Samples.h"
+#include "support/LittleEndian.h"
 #include "travune/travune.h"
 
 namespace travune::apitest {
@@ -56,6 +57,22 @@ inline samples::SampleSpec SampleOf(int type, int64_t scans, int64_t preTrig = 0
   return sample;
 }
 
+// A Morvane description of numChans counter channels (each value is its raw word) announcing
+// progScans scans at rate scans per second.
+inline std::vector<uint8_t> CounterDescription(int32_t numChans, uint32_t progScans, float rate) {
+  std::vector<uint8_t> d(32 + 56 * static_cast<size_t>(numChans), 0);
+  le::PutI32(&d[0], 5040);
+  le::PutI32(&d[4], numChans);
+  le::PutU32(&d[8], progScans);
+  le::PutF32(&d[28], rate);
+  for (size_t i = 0; i < static_cast<size_t>(numChans); ++i) {
+    le::PutF32(&d[32 + 56 * i], 1.0f);       // gain
+    le::PutI32(&d[32 + 56 * i + 8], 9);      // counter
+    le::PutF32(&d[32 + 56 * i + 16], 1.0f);  // scale
+  }
+  return d;
+}
+
 struct NamedFormat {
   const char* name;
   int32_t id;
@@ -75,37 +92,23 @@ inline void PrintTo(const NamedFormat& format, std::ostream* os) { *os << format
 
 inline platform::LocalTime FixedClock() { return {2003, 1, 2, 14, 30, 5, 250}; }
 
-// A fresh directory below the temporary one, removed with its contents. While it lives, the
-// conversion clock is fixed and TMPDIR names its "tmp", so that temporary files left over show.
-class Scratch {
+// A fresh directory below the temporary one, removed with its contents.
+class ScratchDir {
  public:
-  Scratch() {
-    std::string pattern = (fs::temp_directory_path() / "travune-api-XXXXXX").string();
+  ScratchDir() {
+    std::string pattern = (fs::temp_directory_path() / "travune-test-XXXXXX").string();
     if (mkdtemp(pattern.data()) != nullptr) root_ = pattern;
-    fs::create_directories(root_ / "tmp");
-    const char* previous = getenv("TMPDIR");
-    hadTmpDir_ = previous != nullptr;
-    if (hadTmpDir_) previousTmpDir_ = previous;
-    setenv("TMPDIR", File("tmp").c_str(), 1);
-    platform::SetClock(FixedClock);
   }
-  ~Scratch() {
-    platform::SetClock(nullptr);
-    if (hadTmpDir_) {
-      setenv("TMPDIR", previousTmpDir_.c_str(), 1);
-    } else {
-      unsetenv("TMPDIR");
-    }
+  ~ScratchDir() {
     std::error_code ignored;
-    fs::remove_all(root_, ignored);
+    if (!root_.empty()) fs::remove_all(root_, ignored);
   }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
+  ScratchDir(const ScratchDir&) = delete;
+  ScratchDir& operator=(const ScratchDir&) = delete;
 
   fs::path operator/(const std::string& name) const { return root_ / name; }
   std::string File(const std::string& name) const { return (root_ / name).string(); }
   const fs::path& Root() const { return root_; }
-  int TempFilesLeft() const { return EntriesBelow(root_ / "tmp"); }
 
   // The sample written as name: its description and data file names.
   std::vector<std::string> Sample(const samples::SampleSpec& sample, const std::string& name) const {
@@ -117,6 +120,32 @@ class Scratch {
 
  private:
   fs::path root_;
+};
+
+// A scratch directory during whose life the conversion clock is fixed and TMPDIR names its
+// "tmp", so that temporary files left over show.
+class Scratch : public ScratchDir {
+ public:
+  explicit Scratch(platform::Clock clock = FixedClock) {
+    fs::create_directories(Root() / "tmp");
+    const char* previous = getenv("TMPDIR");
+    hadTmpDir_ = previous != nullptr;
+    if (hadTmpDir_) previousTmpDir_ = previous;
+    setenv("TMPDIR", File("tmp").c_str(), 1);
+    platform::SetClock(clock);
+  }
+  ~Scratch() {
+    platform::SetClock(nullptr);
+    if (hadTmpDir_) {
+      setenv("TMPDIR", previousTmpDir_.c_str(), 1);
+    } else {
+      unsetenv("TMPDIR");
+    }
+  }
+
+  int TempFilesLeft() const { return EntriesBelow(Root() / "tmp"); }
+
+ private:
   bool hadTmpDir_ = false;
   std::string previousTmpDir_;
 };
@@ -159,7 +188,7 @@ struct CvtSteps {
   // Every step in turn: 0, or the status of the first that failed.
   int32_t Whole() const {
     int32_t status = Open();
-    for (int32_t percent = 0, calls = 0; status == 0 && percent < 100 && calls < 100000; ++calls) {
+    for (int32_t percent = 0, calls = 0; status == 0 && percent < 100 && calls < 1000000; ++calls) {
       percent = Block();
       if (percent < 0) status = percent;
     }

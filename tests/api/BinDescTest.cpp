@@ -1,10 +1,9 @@
 // The binary-descriptor functions: every status in call order, raw values to user units by the
-// channel formulas worked out by hand, user values back to raw counts, and whole blocks equal to
-// the raw-float conversion of the same scans read from files.
+// channel formulas worked out by hand, and user values back to raw counts (whole blocks against
+// the raw-float conversion: TvnApiTest).
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -177,36 +176,5 @@ TEST(BinDescTest, TarquilRawUserRoundTrips) {
   EXPECT_EQ(ToRaw(1, 1e12), 4294967295u);
   EXPECT_EQ(ToRaw(3, 1.0), 0u);
 }
-
-// A sample's header and records in memory, its raw data as one block of more than 64 KiB: the
-// values are the raw-float conversion's, and the caller's raw bytes stay as they were.
-TEST(BinDescFiles, ABlockInMemoryConvertsLikeTheFile) {
-  const Scratch scratch;
-  const struct {
-    const char* name;
-    samples::SampleSpec sample;
-    size_t headerBytes;
-  } cases[] = {{"morvane", SampleOf(3, 3000, 10), 32}, {"packed", SampleOf(4, 20003, 0, 9, true), 26}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const std::vector<std::string> files = scratch.Sample(c.sample, c.name);
-    CvtSteps steps(files, scratch.File("out.f32"), scratch.File("out.f32"), TRAVUNE_FMT_FLOAT32);
-    steps.type = c.sample.type;
-    ASSERT_EQ(steps.Whole(), 0);
-    const std::string converted = Contents(steps.output);
-
-    const std::string desc = Contents(files[0]);
-    const std::string raw = Contents(files[1]);
-    const auto* descBytes = reinterpret_cast<const uint8_t*>(desc.data());
-    ASSERT_EQ(cvtSetBinDesc(c.sample.type, descBytes, descBytes + c.headerBytes), 0);
-    std::string rawAfter = raw;
-    std::vector<float> values(converted.size() / 4 + 1, -777.0f);
-    ASSERT_EQ(cvtCvtBinData(0, static_cast<int32_t>(c.sample.scans), rawAfter.data(), values.data()), 0);
-    EXPECT_TRUE(rawAfter == raw);
-    EXPECT_EQ(std::memcmp(values.data(), converted.data(), converted.size()), 0);
-    EXPECT_EQ(values.back(), -777.0f);
-  }
-}
-
 }  // namespace
 }  // namespace travune::apitest

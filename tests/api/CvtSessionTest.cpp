@@ -20,20 +20,9 @@ class CvtSessionTest : public ::testing::Test {
 
   std::string Path(const char* name) const { return scratch_.File(name); }
   static void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes) { Store(path, bytes); }
-  // A Morvane description of numChans type-9 counter channels (value = word), scale 1.
+  // A Morvane description of numChans counter channels (value = word), scale 1.
   void WriteCounterDescription(int32_t numChans, uint32_t progScans = 10) {
-    std::vector<uint8_t> d(32 + 56 * static_cast<size_t>(numChans), 0);
-    le::PutI32(&d[0], 5040);
-    le::PutI32(&d[4], numChans);
-    le::PutU32(&d[8], progScans);
-    le::PutF32(&d[28], 100.0f);
-    for (int32_t i = 0; i < numChans; ++i) {
-      uint8_t* p = &d[32 + 56 * static_cast<size_t>(i)];
-      le::PutF32(p, 1.0f);
-      le::PutI32(p + 8, 9);
-      le::PutF32(p + 16, 1.0f);
-    }
-    WriteFile(Path("a.DSC"), d);
+    WriteFile(Path("a.DSC"), CounterDescription(numChans, progScans, 100.0f));
   }
   // Raw scans whose words count up: word k of the file holds k (mod 65536).
   void WriteCountingData(int64_t words) {

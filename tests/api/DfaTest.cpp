@@ -1,7 +1,6 @@
 // Data File Access through its exported functions: handles, opening and detection, every status
-// of the queries and reads where it arises, values equal to the handle API's reading of the same
-// scans, scan times of absolute, relative and untimed sources, and files released on close and
-// at unload.
+// of the queries and reads where it arises, scan times of absolute, relative and untimed sources,
+// and files released on close and at unload (its values: TvnApiTest).
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -84,27 +83,6 @@ int32_t IntAnswer(int32_t h, int32_t request) {
   int32_t value = -12345;
   EXPECT_EQ(dfaGetAcqInfo(h, request, 0, &value), errNoError) << "request " << request;
   return value;
-}
-
-std::vector<float> ReadAll(int32_t h, uint32_t first, uint32_t count, int32_t chan, int32_t chans) {
-  std::vector<float> values(static_cast<size_t>(count) * static_cast<size_t>(chan == csAllChans ? chans : 1));
-  uint32_t delivered = 0;
-  EXPECT_EQ(dfaGetData(h, values.data(), first, count, &delivered, chan), errNoError);
-  EXPECT_EQ(delivered, count);
-  return values;
-}
-
-// Every scan's values as the handle API reads them (the bits the raw-float conversion writes).
-std::vector<float> HandleApiValues(const std::string& desc, int32_t type) {
-  tvnAcq* acq = nullptr;
-  std::vector<float> values;
-  tvnAcqInfo info;
-  if (tvnAcqOpen(desc.c_str(), nullptr, type, &acq) == TVN_OK && tvnAcqGetInfo(acq, &info) == TVN_OK) {
-    values.resize(static_cast<size_t>(info.scans * info.channels));
-    if (tvnAcqReadFloat32(acq, 0, info.scans, nullptr, 0, values.data()) != TVN_OK) values.clear();
-  }
-  tvnAcqClose(acq);
-  return values;
 }
 
 // ---- handles ----------------------------------------------------------------------------
@@ -217,43 +195,6 @@ TEST_F(DfaTest, DetectionFindsEveryTypeInItsOrder) {
     const int32_t h = OpenSample(c.sample, c.name, sdUnknown);
     ASSERT_GE(h, 0);
     EXPECT_EQ(IntAnswer(h, acqSourceDataType), c.detected);
-    EXPECT_EQ(dfaClose(h), 1);
-  }
-}
-
-// ---- values ---------------------------------------------------------------------------------
-
-// Read in pieces of odd sizes (the long ones across several 64 KiB blocks, packed blocks
-// starting inside six-byte groups), and channel by channel.
-TEST_F(DfaTest, EveryValueEqualsTheHandleApisReading) {
-  std::vector<Variant> variants(std::begin(kVariants), std::end(kVariants));
-  variants.push_back({"packedLong", SampleOf(4, 20000, 0, 9, true)});
-  variants.push_back({"celdrinLong", SampleOf(6, 9000, 0, 0, false, true)});
-  const uint32_t pieces[] = {1, 7, 333, 4096, 1, 5};
-  for (const Variant& v : variants) {
-    SCOPED_TRACE(v.name);
-    const std::vector<std::string> files = Write(v.sample, v.name);
-    const std::vector<float> expected = HandleApiValues(files[0], v.sample.type);
-    const int32_t h = dfaOpen(files[0].c_str(), v.sample.type);
-    ASSERT_GE(h, 0);
-    const int32_t chans = samples::NumChannels(v.sample);
-    const uint32_t scans = static_cast<uint32_t>(v.sample.scans);
-    ASSERT_EQ(IntAnswer(h, acqNumChans), chans);
-    std::vector<float> all;
-    for (uint32_t first = 0, i = 0; first < scans; ++i) {
-      const uint32_t count = std::min(pieces[i % std::size(pieces)], scans - first);
-      const std::vector<float> part = ReadAll(h, first, count, csAllChans, chans);
-      all.insert(all.end(), part.begin(), part.end());
-      first += count;
-    }
-    ASSERT_EQ(all.size(), expected.size());
-    EXPECT_EQ(std::memcmp(all.data(), expected.data(), all.size() * sizeof(float)), 0);
-    for (int32_t chan = 0; chan < chans; ++chan) {
-      std::vector<float> column;
-      for (size_t i = static_cast<size_t>(chan); i < all.size(); i += static_cast<size_t>(chans)) column.push_back(all[i]);
-      const std::vector<float> one = ReadAll(h, 0, scans, chan, chans);
-      EXPECT_EQ(std::memcmp(one.data(), column.data(), column.size() * sizeof(float)), 0) << "channel " << chan;
-    }
     EXPECT_EQ(dfaClose(h), 1);
   }
 }

@@ -64,7 +64,8 @@ class SideBySide : public ::testing::Test {
 
   Scratch scratch_;
   const std::vector<std::string> run_ = scratch_.Sample(SampleOf(TRAVUNE_SRC_MORVANE, 3000), "RUN");
-  const std::vector<std::string> copy_ = scratch_.Sample(SampleOf(TRAVUNE_SRC_MORVANE, 3000), "COPY");
+  // Another acquisition with other channels: outputs that mixed their channel files would show.
+  const std::vector<std::string> copy_ = scratch_.Sample(SampleOf(TRAVUNE_SRC_MORVANE, 2000, 100, 8), "COPY");
 };
 
 // The same acquisition, or another one into the same output, while the first conversion runs:

@@ -1,9 +1,11 @@
-// The handle API against the exported conversion functions: reads equal the raw-float
-// conversion, conversions give the same bytes, subsets and ranges pick exactly their part,
-// and recordings beyond 4 GiB and 2^32 scans are read where they end.
+// Every read path (handle API, Data File Access, binary descriptors) against the raw-float
+// conversion of the exported functions, recordings beyond 4 GiB and 2^32 scans read where they
+// end, and handles on several threads at once.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,21 +16,41 @@
 namespace travune::apitest {
 namespace {
 
-struct Sample {
+// An acquisition read along every path. dfa: a Data File Access type, read there too;
+// guessed: opened with its type guessed; binDescHeader: the size of its description's header
+// when the binary-descriptor functions take it (0: they are not tried).
+struct Variant {
   const char* name;
   samples::SampleSpec sample;
+  bool guessed = false;
+  bool dfa = false;
+  size_t binDescHeader = 0;
 };
 
-const Sample kSamples[] = {
-    {"morvane", SampleOf(TRAVUNE_SRC_MORVANE, 700, 50)},   {"tarquil", SampleOf(TRAVUNE_SRC_TARQUIL, 650)},
-    {"brenlow", SampleOf(TRAVUNE_SRC_BRENLOW, 600, 20, 0, false, true)}, {"vexmoor", SampleOf(TRAVUNE_SRC_VEXMOOR, 500, 10)},
-    {"threnix", SampleOf(TRAVUNE_SRC_THRENIX, 500)},       {"quillon", SampleOf(TRAVUNE_SRC_QUILLON, 640, 40)},
-    {"celdrin", SampleOf(TRAVUNE_SRC_CELDRIN, 610, 30, 0, false, true)},
+// Every source type, Data File Access type and their variants; the long ones cross several
+// 64 KiB blocks, packed blocks starting inside six-byte groups. Data File Access reads Tarquil
+// with 9 channels, as a 7-channel Tarquil description has exactly the size of a Morvane one.
+const Variant kVariants[] = {
+    {"morvane", SampleOf(TRAVUNE_SRC_MORVANE, 700, 50), true, true, 32},
+    {"tarquil", SampleOf(TRAVUNE_SRC_TARQUIL, 650), true},
+    {"brenlow", SampleOf(TRAVUNE_SRC_BRENLOW, 600, 20, 0, false, true), true, true},
+    // The Brenlow variants share Brenlow's layout: they are named, not guessed.
+    {"vexmoor", SampleOf(TRAVUNE_SRC_VEXMOOR, 500, 10)},
+    {"threnix", SampleOf(TRAVUNE_SRC_THRENIX, 500)},
+    {"quillon", SampleOf(TRAVUNE_SRC_QUILLON, 640, 40), true, true},
+    {"celdrin", SampleOf(TRAVUNE_SRC_CELDRIN, 610, 30, 0, false, true), true, true},
+    {"morvane18", SampleOf(TRAVUNE_SRC_MORVANE, 700, 0, 18), false, true},
+    {"tarquil9", SampleOf(TRAVUNE_SRC_TARQUIL, 1200, 100, 9), false, true},
+    {"tarquilPacked", SampleOf(TRAVUNE_SRC_TARQUIL, 1001, 50, 9, true), false, true},
+    {"packedLong", SampleOf(TRAVUNE_SRC_TARQUIL, 20003, 0, 9, true), false, true, 26},
+    {"brenlowUntimed", SampleOf(TRAVUNE_SRC_BRENLOW, 1200, 100), false, true},
+    {"celdrinUntimed", SampleOf(TRAVUNE_SRC_CELDRIN, 1200, 100), false, true},
+    {"celdrinLong", SampleOf(TRAVUNE_SRC_CELDRIN, 9000, 0, 0, false, true), false, true},
 };
 
 class TvnApi : public ::testing::Test {
  protected:
-  std::vector<std::string> Write(const Sample& s) const { return scratch_.Sample(s.sample, s.name); }
+  std::vector<std::string> Write(const Variant& v) const { return scratch_.Sample(v.sample, v.name); }
 
   // Converts through the exported functions into data (and header); 0 or the first failure.
   static int32_t ConvertWithCvt(const std::vector<std::string>& files, int type, int32_t format,
@@ -43,65 +65,98 @@ class TvnApi : public ::testing::Test {
   const fs::path dir_ = scratch_.Root();
 };
 
-TEST_F(TvnApi, ReadsEqualTheRawFloatConversionForEverySourceType) {
-  for (const Sample& s : kSamples) {
-    SCOPED_TRACE(s.name);
-    const std::vector<std::string> files = Write(s);
-    ASSERT_EQ(ConvertWithCvt(files, s.sample.type, TRAVUNE_FMT_FLOAT32, dir_ / "all.f32", dir_ / "all.hdr"), 0);
-    const std::string converted = Contents(dir_ / "all.f32");
-
-    tvnAcq* acq = nullptr;
-    // The type is guessed (the Brenlow variants share Brenlow's layout: they are named), the
-    // data file found beside the description.
-    const bool titled = s.sample.type == TRAVUNE_SRC_VEXMOOR || s.sample.type == TRAVUNE_SRC_THRENIX;
-    ASSERT_EQ(tvnAcqOpen(files[0].c_str(), nullptr, titled ? s.sample.type : 0, &acq), TVN_OK);
-    tvnAcqInfo info;
-    ASSERT_EQ(tvnAcqGetInfo(acq, &info), TVN_OK);
-    EXPECT_EQ(info.sourceType, s.sample.type);
-    EXPECT_EQ(info.scans, s.sample.scans);
-    EXPECT_EQ(info.preTrigScans, s.sample.preTrig);
-    const size_t chans = static_cast<size_t>(info.channels);
-    std::vector<float> all(static_cast<size_t>(info.scans) * chans);
-    ASSERT_EQ(tvnAcqReadFloat32(acq, 0, info.scans, nullptr, 0, all.data()), TVN_OK);
-    ASSERT_EQ(converted.size(), all.size() * 4);
-    EXPECT_EQ(std::memcmp(converted.data(), all.data(), converted.size()), 0);
-
-    // The last channel and the first, in that order, of a range in the middle.
-    const int32_t pick[] = {info.channels - 1, 0};
-    std::vector<double> two(2 * 100);
-    ASSERT_EQ(tvnAcqReadFloat64(acq, 123, 100, pick, 2, two.data()), TVN_OK);
-    for (size_t scan = 0; scan < 100; ++scan) {
-      EXPECT_EQ(static_cast<float>(two[2 * scan]), all[(123 + scan) * chans + chans - 1]);
-      EXPECT_EQ(static_cast<float>(two[2 * scan + 1]), all[(123 + scan) * chans]);
-    }
-    const int32_t bad[] = {info.channels};
-    EXPECT_EQ(tvnAcqReadFloat64(acq, 0, 1, bad, 1, two.data()), TVN_ERR_ARGUMENT);
-    EXPECT_EQ(tvnAcqReadFloat64(acq, info.scans - 1, 2, nullptr, 0, two.data()), TVN_ERR_ARGUMENT);
-    tvnAcqClose(acq);
-  }
+bool SameFloats(const std::vector<float>& values, const std::string& bytes) {
+  return values.size() * 4 == bytes.size() && std::memcmp(values.data(), bytes.data(), bytes.size()) == 0;
 }
 
-TEST_F(TvnApi, ConversionsGiveTheBytesOfTheExportedFunctionsForEveryWriter) {
-  for (const Sample& s : kSamples) {
-    const std::vector<std::string> files = Write(s);
-    for (const NamedFormat& format : kEveryFormat) {
-      SCOPED_TRACE(std::string(s.name) + " into " + format.name);
-      char ext1[16], ext2[16];
-      ASSERT_EQ(cvtGetFormatById(format.id, 0, nullptr, ext1, ext2, nullptr, nullptr), 1);
-      // Both write the same names (headers may name their data file), one after the other.
-      const fs::path data = dir_ / (std::string("run.") + ext1);
-      const fs::path header = dir_ / (std::string("run.") + (*ext2 ? ext2 : "hdr"));
-      ASSERT_EQ(ConvertWithCvt(files, s.sample.type, format.id, data, header), 0);
-      const std::string cvtData = Contents(data), cvtHeader = Contents(header);
-      fs::remove(data);
-      fs::remove(header);
-      const std::string dataName = data.string(), headerName = header.string();
-      ASSERT_EQ(ConvertWithHandles(files, s.sample.type, ConvOptions(format.id, dataName, headerName.c_str())), TVN_OK);
-      EXPECT_TRUE(Contents(data) == cvtData);
-      EXPECT_TRUE(Contents(header) == cvtHeader);
-      fs::remove(data);
-      fs::remove(header);
-    }
+// The handle API's reads: every value, then a channel pick of a range in the middle, checked
+// against the whole read; an unknown channel and a range past the end are refused.
+void CheckHandleApiReads(const Variant& v, const std::vector<std::string>& files, const std::string& converted) {
+  tvnAcq* acq = nullptr;
+  // The data file is found beside the description.
+  ASSERT_EQ(tvnAcqOpen(files[0].c_str(), nullptr, v.guessed ? 0 : v.sample.type, &acq), TVN_OK);
+  tvnAcqInfo info;
+  ASSERT_EQ(tvnAcqGetInfo(acq, &info), TVN_OK);
+  EXPECT_EQ(info.sourceType, v.sample.type);
+  EXPECT_EQ(info.scans, v.sample.scans);
+  EXPECT_EQ(info.preTrigScans, v.sample.preTrig);
+  const size_t chans = static_cast<size_t>(info.channels);
+  std::vector<float> all(static_cast<size_t>(info.scans) * chans);
+  ASSERT_EQ(tvnAcqReadFloat32(acq, 0, info.scans, nullptr, 0, all.data()), TVN_OK);
+  EXPECT_TRUE(SameFloats(all, converted));
+
+  // The last channel and the first, in that order.
+  const int32_t pick[] = {info.channels - 1, 0};
+  std::vector<double> two(2 * 100);
+  ASSERT_EQ(tvnAcqReadFloat64(acq, 123, 100, pick, 2, two.data()), TVN_OK);
+  for (size_t scan = 0; scan < 100; ++scan) {
+    EXPECT_EQ(static_cast<float>(two[2 * scan]), all[(123 + scan) * chans + chans - 1]);
+    EXPECT_EQ(static_cast<float>(two[2 * scan + 1]), all[(123 + scan) * chans]);
+  }
+  const int32_t bad[] = {info.channels};
+  EXPECT_EQ(tvnAcqReadFloat64(acq, 0, 1, bad, 1, two.data()), TVN_ERR_ARGUMENT);
+  EXPECT_EQ(tvnAcqReadFloat64(acq, info.scans - 1, 2, nullptr, 0, two.data()), TVN_ERR_ARGUMENT);
+  tvnAcqClose(acq);
+}
+
+std::vector<float> DfaRead(int32_t h, uint32_t first, uint32_t count, int32_t chan, int32_t chans) {
+  std::vector<float> values(static_cast<size_t>(count) * static_cast<size_t>(chan == csAllChans ? chans : 1));
+  uint32_t delivered = 0;
+  EXPECT_EQ(dfaGetData(h, values.data(), first, count, &delivered, chan), errNoError);
+  EXPECT_EQ(delivered, count);
+  return values;
+}
+
+// Data File Access: every scan read in pieces of odd sizes, then channel by channel.
+void CheckDfaReads(const Variant& v, const std::vector<std::string>& files, const std::string& converted) {
+  const int32_t h = dfaOpen(files[0].c_str(), v.sample.type);
+  ASSERT_GE(h, 0);
+  const int32_t chans = samples::NumChannels(v.sample);
+  const uint32_t scans = static_cast<uint32_t>(v.sample.scans);
+  const uint32_t pieces[] = {1, 7, 333, 4096, 1, 5};
+  std::vector<float> all;
+  for (uint32_t first = 0, i = 0; first < scans; ++i) {
+    const uint32_t count = std::min(pieces[i % std::size(pieces)], scans - first);
+    const std::vector<float> part = DfaRead(h, first, count, csAllChans, chans);
+    all.insert(all.end(), part.begin(), part.end());
+    first += count;
+  }
+  EXPECT_TRUE(SameFloats(all, converted));
+  for (int32_t chan = 0; chan < chans; ++chan) {
+    std::vector<float> column;
+    for (size_t i = static_cast<size_t>(chan); i < all.size(); i += static_cast<size_t>(chans)) column.push_back(all[i]);
+    EXPECT_TRUE(DfaRead(h, 0, scans, chan, chans) == column) << "channel " << chan;
+  }
+  EXPECT_EQ(dfaClose(h), 1);
+}
+
+// The binary-descriptor functions: the description's header in memory, the raw block converted
+// in place of the file, the caller's raw bytes untouched and nothing written past the values.
+void CheckBinDescBlock(const Variant& v, const std::vector<std::string>& files, const std::string& converted) {
+  const std::string desc = Contents(files[0]);
+  const std::string raw = Contents(files[1]);
+  const auto* descBytes = reinterpret_cast<const uint8_t*>(desc.data());
+  ASSERT_EQ(cvtSetBinDesc(v.sample.type, descBytes, descBytes + v.binDescHeader), 0);
+  std::string rawAfter = raw;
+  std::vector<float> values(converted.size() / 4 + 1, -777.0f);
+  ASSERT_EQ(cvtCvtBinData(0, static_cast<int32_t>(v.sample.scans), rawAfter.data(), values.data()), 0);
+  EXPECT_TRUE(rawAfter == raw);
+  EXPECT_EQ(values.back(), -777.0f);
+  values.pop_back();
+  EXPECT_TRUE(SameFloats(values, converted));
+}
+
+// The raw-float conversion through the exported functions, and every other way of reading the
+// same scans, give the same bits.
+TEST_F(TvnApi, EveryReadPathGivesTheBitsOfTheRawFloatConversion) {
+  for (const Variant& v : kVariants) {
+    SCOPED_TRACE(v.name);
+    const std::vector<std::string> files = Write(v);
+    ASSERT_EQ(ConvertWithCvt(files, v.sample.type, TRAVUNE_FMT_FLOAT32, dir_ / "all.f32", dir_ / "all.hdr"), 0);
+    const std::string converted = Contents(dir_ / "all.f32");
+    CheckHandleApiReads(v, files, converted);
+    if (v.dfa) CheckDfaReads(v, files, converted);
+    if (v.binDescHeader > 0) CheckBinDescBlock(v, files, converted);
   }
 }
 
@@ -114,15 +169,7 @@ int32_t CancelAfterFirstBlock(int64_t done, int64_t total, void* seen) {
 TEST_F(TvnApi, RecordingsBeyondFourGiBAndTwoToTheThirtyTwoScans) {
   // One counter channel (value = raw word) of 2-byte scans: a sparse file of 2^33 + 6 bytes holds
   // 2^32 + 3 scans, and its zeros scale to 0.
-  std::vector<uint8_t> desc(32 + 56, 0);
-  le::PutI32(&desc[0], 5040);
-  le::PutI32(&desc[4], 1);
-  le::PutU32(&desc[8], 10);
-  le::PutF32(&desc[28], 1000.0f);
-  le::PutF32(&desc[32], 1.0f);
-  le::PutI32(&desc[40], 9);
-  le::PutF32(&desc[48], 1.0f);
-  Store(dir_ / "big.DSC", desc);
+  Store(dir_ / "big.DSC", CounterDescription(1, 10, 1000.0f));
   const int64_t scans = (int64_t{1} << 32) + 3;
   Store(dir_ / "big.BIN", std::string());
   fs::resize_file(dir_ / "big.BIN", static_cast<uintmax_t>(2 * scans));
@@ -168,24 +215,28 @@ TEST_F(TvnApi, RecordingsBeyondFourGiBAndTwoToTheThirtyTwoScans) {
 TEST_F(TvnApi, HandlesOnDifferentThreadsAreIndependent) {
   std::vector<std::vector<std::string>> files;
   std::vector<std::string> alone;
-  for (const Sample& s : kSamples) {
-    files.push_back(Write(s));
-    ASSERT_EQ(ConvertWithCvt(files.back(), s.sample.type, TRAVUNE_FMT_ASCII, dir_ / "alone", dir_ / "unused"), 0);
-    alone.push_back(Contents(dir_ / "alone"));
-  }
-  std::vector<int32_t> results(std::size(kSamples), -1);
+  std::vector<Variant> variants;
   std::vector<std::string> outputs;
-  for (const Sample& s : kSamples) outputs.push_back((dir_ / (std::string(s.name) + ".together")).string());
+  std::set<int> types;
+  for (const Variant& v : kVariants) {
+    if (!types.insert(v.sample.type).second) continue;  // one of each source type
+    variants.push_back(v);
+    files.push_back(Write(v));
+    ASSERT_EQ(ConvertWithCvt(files.back(), v.sample.type, TRAVUNE_FMT_ASCII, dir_ / "alone", dir_ / "unused"), 0);
+    alone.push_back(Contents(dir_ / "alone"));
+    outputs.push_back((dir_ / (std::string(v.name) + ".together")).string());
+  }
+  std::vector<int32_t> results(variants.size(), -1);
   std::vector<std::thread> threads;
-  for (size_t i = 0; i < std::size(kSamples); ++i) {
+  for (size_t i = 0; i < variants.size(); ++i) {
     threads.emplace_back([&, i] {
-      results[i] = ConvertWithHandles(files[i], kSamples[i].sample.type, ConvOptions(TRAVUNE_FMT_ASCII, outputs[i]));
+      results[i] = ConvertWithHandles(files[i], variants[i].sample.type, ConvOptions(TRAVUNE_FMT_ASCII, outputs[i]));
     });
   }
   for (std::thread& t : threads) t.join();
-  for (size_t i = 0; i < std::size(kSamples); ++i) {
-    EXPECT_EQ(results[i], TVN_OK) << kSamples[i].name;
-    EXPECT_TRUE(Contents(outputs[i]) == alone[i]) << kSamples[i].name;
+  for (size_t i = 0; i < variants.size(); ++i) {
+    EXPECT_EQ(results[i], TVN_OK) << variants[i].name;
+    EXPECT_TRUE(Contents(outputs[i]) == alone[i]) << variants[i].name;
   }
 }
 

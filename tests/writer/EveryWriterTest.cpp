@@ -4,7 +4,6 @@
 // on the blocks (the exported functions in tiny blocks against the handle API in one block or
 // in several), on the process locale, nor on a decimal mark the format does not print.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <clocale>
@@ -90,16 +89,6 @@ platform::LocalTime FixedClock() { return {2026, 11, 23, 12, 0, 0, 0}; }
 
 class EveryWriter : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "travune-every-XXXXXX").string();
-    dir_ = mkdtemp(pattern.data());
-    platform::SetClock(FixedClock);
-  }
-  void TearDown() override {
-    platform::SetClock(nullptr);
-    fs::remove_all(dir_);
-  }
-
   // Converts through the handle API block by block (*blocks receives how many); the data and
   // header file names, or empty on failure.
   std::pair<std::string, std::string> Convert(tvnAcq* acq, int32_t format, const std::string& stem,
@@ -111,9 +100,7 @@ class EveryWriter : public ::testing::Test {
     const std::string name = stem + std::to_string(format);
     const std::string data = (dir_ / (name + "." + ext1)).string();
     const std::string header = *ext2 ? (dir_ / (name + "." + ext2)).string() : "";
-    tvnConvOptions options{};
-    options.format = format;
-    options.dataName = data.c_str();
+    tvnConvOptions options = apitest::ConvOptions(format, data);
     options.first = first;
     options.count = count;
     options.chans = chans.empty() ? nullptr : chans.data();
@@ -132,7 +119,8 @@ class EveryWriter : public ::testing::Test {
     return status == TVN_OK ? std::make_pair(data, header) : std::make_pair(std::string(), std::string());
   }
 
-  fs::path dir_;
+  apitest::Scratch scratch_{FixedClock};
+  const fs::path dir_ = scratch_.Root();
 };
 
 // A decoder of raw floats knows no channel count: give it the acquisition's.
@@ -212,24 +200,10 @@ void ExpectTheBytesOfExportedBlocks(const std::vector<std::string>& files, const
   EXPECT_TRUE(header.empty() || FileContents(header) == headerBytes) << "header differs";
 }
 
-// The description and data files of a generated acquisition of the source.
-std::vector<std::string> WriteSample(const Source& source, int64_t scans, int chans, const fs::path& dir) {
-  samples::SampleSpec sample;
-  sample.type = source.type;
-  sample.scans = scans;
-  sample.chans = chans;
-  sample.preTrig = 17;
-  sample.stamps = source.stamps;
-  sample.packed = source.packed;
-  std::vector<std::string> files;
-  std::string error;
-  EXPECT_TRUE(samples::WriteSample(sample, (dir / source.name).string(), &files, &error)) << error;
-  return files;
-}
-
 TEST_F(EveryWriter, HoldsTheScaledValuesInAnySubsetRangeAndBlockSize) {
   for (const Source& source : kSources) {
-    const std::vector<std::string> files = WriteSample(source, 257, 0, dir_);
+    const samples::SampleSpec sample = apitest::SampleOf(source.type, 257, 17, 0, source.packed, source.stamps);
+    const std::vector<std::string> files = scratch_.Sample(sample, source.name);
     ASSERT_EQ(files.size(), 2u);
     tvnAcq* acq = nullptr;
     ASSERT_EQ(tvnAcqOpen(files[0].c_str(), files[1].c_str(), source.type, &acq), TVN_OK);
@@ -291,7 +265,8 @@ TEST_F(EveryWriter, HoldsTheScaledValuesInAnySubsetRangeAndBlockSize) {
 TEST_F(EveryWriter, HandleApiBlocksGiveTheBytesOfSmallExportedBlocks) {
   for (const Source& source : kSources) {
     if (!source.manyBlocks) continue;
-    const std::vector<std::string> files = WriteSample(source, 20000, 16, dir_);
+    const samples::SampleSpec sample = apitest::SampleOf(source.type, 20000, 17, 16, source.packed, source.stamps);
+    const std::vector<std::string> files = scratch_.Sample(sample, source.name);
     ASSERT_EQ(files.size(), 2u);
     // The handle API first: the exported functions open the acquisition once it is closed.
     tvnAcq* acq = nullptr;

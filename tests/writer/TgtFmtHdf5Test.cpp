@@ -103,12 +103,7 @@ std::vector<float> FloatsOf(const std::string& bytes) {
 int32_t ConvertTo(tvnAcq* acq, int32_t format, const std::string& path, tvnConvOptions options) {
   options.format = format;
   options.dataName = path.c_str();
-  tvnConv* conv = nullptr;
-  int32_t status = tvnConvOpen(acq, &options, &conv);
-  if (status == TVN_OK) status = tvnConvRun(conv, nullptr, nullptr);
-  if (status == TVN_OK) status = tvnConvFinish(conv);
-  tvnConvClose(conv);
-  return status;
+  return apitest::ConvertWithHandles(acq, options);
 }
 
 struct SourceCase {

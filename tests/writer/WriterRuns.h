@@ -1,19 +1,17 @@
-// Test helpers of every writer test: scratch directories, file contents, generated acquisitions
-// and their conversion through the exported functions (block size, scan range, decimal mark), and
-// writer runs the way the conversion session does them (files created, PreConvert, blocks
-// appended after the header, PostConvert) with the conversion clock fixed.
+// Test helpers of every writer test, on top of the API tests' kit: writer runs the way the
+// conversion session does them (files created, PreConvert, blocks appended after the header,
+// PostConvert), conversions through the exported functions (block size, scan range, decimal
+// mark), and fixtures with the conversion clock fixed.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "api/ApiTestKit.h"
 #include "api/CvtSession.h"
 #include "platform/Platform.h"
 #include "samples/Samples.h"
@@ -23,31 +21,9 @@
 
 namespace travune::testing {
 
-// A fresh directory under the temporary directory, removed with everything in it.
-class ScratchDir {
- public:
-  ScratchDir() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "travune-writer-XXXXXX").string();
-    if (mkdtemp(pattern.data()) != nullptr) path_ = pattern;
-  }
-  ~ScratchDir() {
-    std::error_code ignored;
-    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
-  }
-  ScratchDir(const ScratchDir&) = delete;
-  ScratchDir& operator=(const ScratchDir&) = delete;
-
-  std::string File(const std::string& name) const { return (path_ / name).string(); }
-  const std::filesystem::path& Path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
-
-inline std::string FileBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+using apitest::ScratchDir;
+// The file reader under the name the writer and interoperability tests give it.
+inline constexpr auto& FileBytes = apitest::Contents;
 
 // "00 80 FF 7F": bytes as upper-case hex pairs, for readable golden data.
 inline std::string Hex(const std::string& bytes) {
@@ -59,16 +35,6 @@ inline std::string Hex(const std::string& bytes) {
     text += digits[b & 15];
   }
   return text;
-}
-
-// Every entry of a directory (the temporary files a conversion may have left).
-inline std::vector<std::string> DirectoryEntries(const std::filesystem::path& dir) {
-  std::vector<std::string> names;
-  std::error_code ignored;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(dir, ignored)) {
-    names.push_back(entry.path().string());
-  }
-  return names;
 }
 
 struct WrittenFiles {
@@ -133,51 +99,34 @@ struct ConversionRequest {
 using TextConversion = ConversionRequest;
 
 // Runs the conversion to the end. Returns 0 or the first failing status; ranges receives the
-// channel ranges the source reports when given. The session's block size and decimal mark are
-// restored afterwards.
+// channel ranges the source reports when given. The session's decimal mark is restored afterwards.
 inline int32_t Convert(const ConversionRequest& r, std::vector<ChannelRange>* ranges = nullptr) {
-  const int32_t size = cvtReadBinDescFile(r.files[0].c_str(), r.files[1].c_str(), r.sourceType);
-  if (size < 0) {
-    cvtReleaseResources();
-    return size;
-  }
+  apitest::CvtSteps steps(r.files, r.output.empty() ? r.header : r.output, r.output.empty() ? r.data : r.output,
+                          r.format);
+  steps.type = r.sourceType;
+  steps.flags = r.flags;
+  steps.blockBytes = r.blockBytes;
+  steps.first = r.firstScan;
+  steps.count = r.scanCount;
   if (ranges != nullptr) {
-    ranges->assign(static_cast<size_t>(cvtGetNumChansUser()), ChannelRange{});
+    const int32_t size = steps.Read();
+    ranges->assign(static_cast<size_t>(size < 0 ? 0 : cvtGetNumChansUser()), ChannelRange{});
     for (size_t c = 0; c < ranges->size(); ++c) {
       tvnGetChanInfo(static_cast<int32_t>(c), nullptr, 0, nullptr, 0, &(*ranges)[c].lower, &(*ranges)[c].upper,
                      nullptr);
     }
+    cvtReleaseResources();
   }
-  TheCvtSession().SetStartBlockBytes(r.blockBytes);
   TheCvtSession().SetDecimalMark(r.mark);
-  const std::string& header = r.output.empty() ? r.header : r.output;
-  const std::string& data = r.output.empty() ? r.data : r.output;
-  int32_t status = cvtInitDataFileEx(header.c_str(), data.c_str(), r.format, r.flags);
-  if (status == 0) {
-    if (r.scanCount > 0) cvtSetBinDataBlock(r.firstScan, r.scanCount, 0);
-    int32_t percent = 0;
-    for (int calls = 0; percent >= 0 && percent < 100 && calls < 1000000; ++calls) {
-      percent = cvtConvertBinData(r.format);
-    }
-    status = percent < 0 ? percent : (percent == 100 ? 0 : -1);
-  }
-  const int32_t closed = cvtCloseDataFile(r.format);
-  cvtReleaseResources();
-  TheCvtSession().SetStartBlockBytes(0);
+  const int32_t status = steps.Whole();
   TheCvtSession().SetDecimalMark('.');
-  return status != 0 ? status : closed;
+  return status;
 }
 
-// Writes the sample into dir under name; the description and data paths, or empty on failure.
+// Writes the sample into dir under name: the description and data paths.
 inline std::vector<std::string> WriteSampleFiles(const samples::SampleSpec& sample, const ScratchDir& dir,
                                                  const std::string& name) {
-  std::vector<std::string> files;
-  std::string error;
-  if (!samples::WriteSample(sample, dir.File(name), &files, &error)) {
-    ADD_FAILURE() << error;
-    return {};
-  }
-  return files;
+  return dir.Sample(sample, name);
 }
 
 // Every scaled value of an acquisition's files (scan after scan) through the handle API, whose
@@ -196,68 +145,33 @@ inline std::vector<double> ScaledValues(const std::vector<std::string>& files, i
   return values;
 }
 
+// A generated sample with time stamps and packing in the order the writer tests list them.
 inline samples::SampleSpec SampleOf(int type, int64_t scans, int64_t preTrig, bool stamps = false,
                                     bool packed = false) {
-  samples::SampleSpec sample;
-  sample.packed = packed;
-  sample.type = type;
-  sample.scans = scans;
-  sample.preTrig = preTrig;
-  sample.stamps = stamps;
-  return sample;
+  return apitest::SampleOf(type, scans, preTrig, 0, packed, stamps);
 }
 
-// A fresh directory for one test, removed afterwards, and the conversion clock fixed at
+// A scratch directory for one test (TMPDIR inside it), the conversion clock fixed at
 // 2 January 2003 14:30:05 and Millis milliseconds.
 template <int Millis>
 class FixedClockWriterTest : public ::testing::Test {
  protected:
   static platform::LocalTime FixedClock() { return {2003, 1, 2, 14, 30, 5, Millis}; }
-
-  void SetUp() override {
-    ASSERT_FALSE(scratch_.Path().empty());
-    dir_ = scratch_.Path();
-    platform::SetClock(FixedClock);
-  }
-  void TearDown() override { platform::SetClock(nullptr); }
   std::string Path(const std::string& name) const { return scratch_.File(name); }
 
-  ScratchDir scratch_;
-  std::filesystem::path dir_;
+  apitest::Scratch scratch_{FixedClock};
+  const std::filesystem::path dir_ = scratch_.Root();
 };
 using HeaderedWriterTest = FixedClockWriterTest<678>;
 
-// A UFF writer test: temporary files of the writers go to a directory of this test only, so that
-// what they leave behind can be seen.
+// A UFF writer test: what the writers' temporary files leave behind shows in
+// scratch_.TempFilesLeft().
 class UffWriterTest : public FixedClockWriterTest<250> {
  protected:
-  void SetUp() override {
-    FixedClockWriterTest<250>::SetUp();
-    std::filesystem::create_directory(dir_ / "tmp");
-    const char* previous = getenv("TMPDIR");
-    hadTmpDir_ = previous != nullptr;
-    if (hadTmpDir_) previousTmpDir_ = previous;
-    setenv("TMPDIR", TempDir().c_str(), 1);
-  }
-  void TearDown() override {
-    if (hadTmpDir_) {
-      setenv("TMPDIR", previousTmpDir_.c_str(), 1);
-    } else {
-      unsetenv("TMPDIR");
-    }
-    FixedClockWriterTest<250>::TearDown();
-  }
-
-  std::string TempDir() const { return (dir_ / "tmp").string(); }
-
   // Scans [first, first + count) in blocks of at most blockScans into out.unv; its bytes.
   std::string Run(TgtFmt& writer, int64_t blockScans, int64_t first, int64_t count) {
     return RunWriter(writer, Path("out.unv"), "", count, first, count, blockScans).data;
   }
-
- private:
-  bool hadTmpDir_ = false;
-  std::string previousTmpDir_;
 };
 
 }  // namespace travune::testing

@@ -110,7 +110,7 @@ TEST_F(UffWriterTest, TextFileWithEvenSpacingMatchesTheHandWrittenFile) {
       Lines({"  0.00000E+00  2.50000E+00  1.23457E+03  1.00000E+05  1.00000E-10  5.00000E-01",
              "  1.20000E+01 -1.00000E-01  6.02000E+23 -1.00000E-05", "    -1"});
   EXPECT_EQ(Run(writer, 10, 0, 10), expected);
-  EXPECT_TRUE(testing::DirectoryEntries(TempDir()).empty());
+  EXPECT_EQ(scratch_.TempFilesLeft(), 0);
 }
 
 TEST_F(UffWriterTest, TextFileWithPreTriggerScansHoldsTimeValuePairs) {
@@ -250,12 +250,12 @@ TEST_F(UffWriterTest, NoTemporaryFileOutlivesTheWriter) {
     TgtFmtUff58Ascii writer(source.get(), WriterContext{});
     platform::File data = platform::File::Create(Path("abandoned.unv").c_str());
     ASSERT_TRUE(writer.PreConvert(Path("abandoned.unv").c_str(), &data, nullptr, 10));
-    EXPECT_EQ(testing::DirectoryEntries(TempDir()).size(), 3u);  // the private directory and two channels
+    EXPECT_EQ(scratch_.TempFilesLeft(), 3);  // the private directory and two channels
     std::vector<uint8_t> area(300);
     OutputArea out(area.data(), area.size());
     EXPECT_EQ(writer.ConvertDataBlock(10, out, 0), 0);
   }
-  EXPECT_TRUE(testing::DirectoryEntries(TempDir()).empty());
+  EXPECT_EQ(scratch_.TempFilesLeft(), 0);
 
   // A temporary-files directory that cannot be used fails the conversion instead of losing
   // the channels.

@@ -1,16 +1,11 @@
 // UFF 58 files from generated acquisitions through the exported functions: the user's decimal
-// comma, two conversions at once in two processes, and no temporary file left after success or
-// failure.
+// comma, and no temporary file left after failure (two processes at once: SideBySideTest).
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cmath>
-#include <filesystem>
 #include <string>
 #include <vector>
 
-#include "api/CvtSession.h"
 #include "samples/Samples.h"
 #include "travune/travune.h"
 #include "writer/decoders/UffDecoder.h"
@@ -25,7 +20,6 @@ using testing::UffContents;
 using testing::UffWriterTest;
 
 const SampleSpec kMorvane = testing::SampleOf(TRAVUNE_SRC_MORVANE, 700, 40);
-const SampleSpec kQuillon = testing::SampleOf(TRAVUNE_SRC_QUILLON, 700, 100);
 
 class Uff58Conversion : public UffWriterTest {
  protected:
@@ -78,68 +72,14 @@ TEST_F(Uff58Conversion, AFailedConversionLeavesNoTemporaryFile) {
   const std::vector<std::string> files = Sample(kMorvane, "acq");
   // A range that runs past the end of the data fails while the channels are half written.
   EXPECT_EQ(Convert(files, kMorvane, TRAVUNE_FMT_UFF58_ASCII, Path("short.unv"), '.', 600, 200), TRAVUNE_ERR_DATA_READ);
-  EXPECT_TRUE(testing::DirectoryEntries(TempDir()).empty());
+  EXPECT_EQ(scratch_.TempFilesLeft(), 0);
   // A source released in the middle of a conversion finishes the writer and its files too.
   ASSERT_GE(cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), kMorvane.type), 0);
   ASSERT_EQ(cvtInitDataFileEx(Path("open.unv").c_str(), Path("open.unv").c_str(), TRAVUNE_FMT_UFF58_BINARY, 0), 0);
-  EXPECT_FALSE(testing::DirectoryEntries(TempDir()).empty());
+  EXPECT_GT(scratch_.TempFilesLeft(), 0);
   EXPECT_GE(cvtConvertBinData(TRAVUNE_FMT_UFF58_BINARY), 0);
   cvtReleaseResources();
-  EXPECT_TRUE(testing::DirectoryEntries(TempDir()).empty());
-}
-
-// Child process: opens the conversion (the channel files now exist), reports on ready, waits
-// for a byte on go, converts and closes. Exits with 0 on success.
-[[noreturn]] void ConvertInChild(const std::vector<std::string>& files, const SampleSpec& sample,
-                                 const std::string& output, int ready, int go) {
-  int status = 1;
-  if (cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), sample.type) >= 0) {
-    TheCvtSession().SetStartBlockBytes(4096);
-    if (cvtInitDataFileEx(output.c_str(), output.c_str(), TRAVUNE_FMT_UFF58_ASCII, 0) == 0) {
-      char byte = 1;
-      if (write(ready, &byte, 1) == 1 && read(go, &byte, 1) == 1) {
-        int32_t percent = 0;
-        while (percent >= 0 && percent < 100) percent = cvtConvertBinData(TRAVUNE_FMT_UFF58_ASCII);
-        status = (cvtCloseDataFile(TRAVUNE_FMT_UFF58_ASCII) == 0 && percent == 100) ? 0 : 2;
-      }
-    }
-  }
-  _exit(status);
-}
-
-TEST_F(Uff58Conversion, TwoProcessesConvertAtTheSameTimeWithoutMixingTheirChannels) {
-  const SampleSpec* specs[2] = {&kMorvane, &kQuillon};
-  std::vector<std::string> files[2] = {Sample(kMorvane, "morvane"), Sample(kQuillon, "quillon")};
-  int ready[2];
-  int go[2];
-  ASSERT_EQ(pipe(ready), 0);
-  ASSERT_EQ(pipe(go), 0);
-  pid_t children[2];
-  for (int i = 0; i < 2; ++i) {
-    children[i] = fork();
-    ASSERT_GE(children[i], 0);
-    if (children[i] == 0) ConvertInChild(files[i], *specs[i], Path("child" + std::to_string(i) + ".unv"), ready[1], go[0]);
-  }
-  // Both children have their channel files open for business before either converts a block.
-  char byte = 0;
-  bool bothReady = read(ready[0], &byte, 1) == 1 && read(ready[0], &byte, 1) == 1;
-  EXPECT_TRUE(bothReady);
-  size_t privateDirs = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(TempDir())) privateDirs += entry.is_directory() ? 1 : 0;
-  EXPECT_EQ(privateDirs, 2u);
-  char bytes[2] = {1, 1};
-  EXPECT_EQ(write(go[1], bytes, 2), 2);
-  for (const pid_t child : children) {
-    int status = -1;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-  }
-  for (int fd : {ready[0], ready[1], go[0], go[1]}) close(fd);
-  for (int i = 0; i < 2; ++i) {
-    SCOPED_TRACE(i);
-    ExpectPrintedValues(ReadUff(Path("child" + std::to_string(i) + ".unv")), testing::ScaledValues(files[i], specs[i]->type));
-  }
-  EXPECT_TRUE(testing::DirectoryEntries(TempDir()).empty());
+  EXPECT_EQ(scratch_.TempFilesLeft(), 0);
 }
 
 }  // namespace
