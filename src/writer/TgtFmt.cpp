@@ -2,6 +2,8 @@
 // scaled-value buffer every writer formats from.
 #include "writer/TgtFmt.h"
 
+#include "support/LittleEndian.h"
+
 #include <new>
 
 namespace travune {
@@ -45,6 +47,15 @@ const double* TgtFmt::ScaleBlock(int64_t firstScan, int64_t scans) {
   if (!Reserve(scans)) return nullptr;
   source_->ScaleScans(firstScan, scans, scaled_.data());
   return scaled_.data();
+}
+
+const uint8_t* TgtFmt::AppendFloat32Block(int64_t firstScan, int64_t scans, OutputArea& out) {
+  const size_t count = static_cast<size_t>(scans) * static_cast<size_t>(NumChans());
+  const double* values = ScaleBlock(firstScan, scans);
+  uint8_t* bytes = out.Extend(4 * count);
+  if (values == nullptr || bytes == nullptr) return nullptr;
+  for (size_t i = 0; i < count; ++i) le::PutF32(bytes + 4 * i, static_cast<float>(values[i]));
+  return bytes;
 }
 
 }  // namespace travune

@@ -69,6 +69,9 @@ class TgtFmt {
   // after scan, NumChans() values per scan: exactly the values of GetScaledValue asked in
   // channel order. Valid until the next call. Null only when no memory could be had.
   const double* ScaleBlock(int64_t firstScan, int64_t scans);
+  // The same values rounded once to the nearest float32, little-endian, appended to out (4 bytes
+  // a value). The appended bytes, or null when the block cannot be scaled or the area is full.
+  const uint8_t* AppendFloat32Block(int64_t firstScan, int64_t scans, OutputArea& out);
   int32_t NumChans() const { return source_->GetNumChans(); }
 
   bool ok_ = false;

@@ -210,12 +210,9 @@ bool TgtFmtHdf5::WriteChannelAttributes() {
 int64_t TgtFmtHdf5::ConvertDataBlock(int64_t scans, OutputArea& out, int64_t firstScan) {
   if (!data_.Valid()) return -1;
   if (scans <= 0) return 0;
-  const size_t count = static_cast<size_t>(scans) * static_cast<size_t>(NumChans());
-  const double* values = ScaleBlock(firstScan, scans);
-  uint8_t* bytes = out.Extend(4 * count);
-  if (values == nullptr || bytes == nullptr) return -1;
   // Rounded once to float32, exactly as the raw-float writer does.
-  for (size_t i = 0; i < count; ++i) le::PutF32(bytes + 4 * i, static_cast<float>(values[i]));
+  const uint8_t* bytes = AppendFloat32Block(firstScan, scans, out);
+  if (bytes == nullptr) return -1;
   const Hdf5Quiet quiet;
   if (!WriteRows(data_, static_cast<hsize_t>(firstScan), static_cast<hsize_t>(scans),
                  static_cast<hsize_t>(NumChans()), 2, H5T_IEEE_F32LE, bytes)) {
