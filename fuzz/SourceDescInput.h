@@ -24,8 +24,9 @@ constexpr int32_t kFirstSourceType = 2;
 constexpr int32_t kLastSourceType = 8;
 constexpr int32_t kKeywordSourceType = 6;
 constexpr size_t kMaxTailBytes = 256;
-// Scaled values per block at most, so that a description of many channels stays quick.
-constexpr int64_t kMaxValuesPerBlock = 1 << 14;
+// Scaled values per block at most: every channel of the first scans is reached, and an input
+// stays quick whatever the scan count it claims (the values past them take the same paths).
+constexpr int64_t kMaxValuesPerBlock = 1 << 10;
 constexpr int64_t kMaxLayoutScanSize = 1 << 20;
 
 // Keeps results alive so that the calls producing them are not optimised away.

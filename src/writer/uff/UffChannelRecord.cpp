@@ -2,6 +2,8 @@
 // pairs per line, in narrow fields of 13 characters.
 #include "writer/uff/UffChannelRecord.h"
 
+#include <algorithm>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -16,7 +18,7 @@ constexpr int kPairsPerLine = 3;
 // Two narrow fields and a line end: the most one scan adds to the text.
 constexpr size_t kMaxTextPerScan = 2 * 13 + 2;
 // The temporary file is copied in large reads and writes: few system calls per byte.
-constexpr size_t kCopyChunk = size_t{1} << 20;
+constexpr int64_t kCopyChunk = int64_t{1} << 20;
 // Record 7 starts with the ten-character data type field; the value count follows.
 constexpr int64_t kValueCountColumn = 10;
 constexpr int kValueCountWidth = 10;
@@ -137,18 +139,18 @@ bool UffChannelRecord::AppendToTempFile(const void* data, size_t n) {
 bool UffChannelRecord::CopyInto(platform::File& output) {
   platform::File file = platform::File::OpenRead(path_.c_str());
   int64_t end = output.Size();
-  if (!file.IsOpen() || end < 0) return false;
-  std::vector<char> chunk;
-  try {
-    chunk.resize(kCopyChunk);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
+  const int64_t size = file.IsOpen() ? file.Size() : -1;
+  if (size < 0 || end < 0) return false;
+  // A chunk no larger than the channel's file, left unfilled: a short channel costs no
+  // megabyte of zeroes.
+  const size_t chunkBytes = static_cast<size_t>(std::clamp<int64_t>(size, 1, kCopyChunk));
+  const std::unique_ptr<char[]> chunk(new (std::nothrow) char[chunkBytes]);
+  if (!chunk) return false;
   for (;;) {
-    const int64_t got = file.Read(chunk.data(), chunk.size());
+    const int64_t got = file.Read(chunk.get(), chunkBytes);
     if (got < 0) return false;
     if (got == 0) return true;
-    if (!output.WriteAt(static_cast<uint64_t>(end), chunk.data(), static_cast<size_t>(got))) return false;
+    if (!output.WriteAt(static_cast<uint64_t>(end), chunk.get(), static_cast<size_t>(got))) return false;
     end += got;
   }
 }
