@@ -45,7 +45,7 @@ int32_t WriteTenths(std::optional<double> celsius, void* out) {
 
 // Recent thermocouple results. A result depends only on (kind, gain, reference code, code),
 // and acquisitions repeat those combinations scan after scan, so a small direct-mapped table
-// spares most inversions. One table per thread keeps the entry point safe to call anywhere.
+// spares most inversions.
 class ThermocoupleMemo {
  public:
   struct Key {
@@ -73,7 +73,34 @@ class ThermocoupleMemo {
   Entry entries_[size_t{1} << kBits];
 };
 
-thread_local ThermocoupleMemo memo;
+// The cold junction's EMF for the last reference code met, with its type: a reference word
+// changes slowly, so consecutive readings mostly share it. Empty when the cold junction lies
+// outside the type's range.
+class LastColdJunction {
+ public:
+  std::optional<double> EmfOf(const Thermocouple& type, uint32_t reference) {
+    if (&type != type_ || reference != reference_) {
+      const double celsius = reference > 0xFFFFu ? 0.0 : ColdJunctionCelsius(static_cast<uint16_t>(reference));
+      emf_ = type.Covers(celsius) ? std::optional<double>(type.Emf(celsius)) : std::nullopt;
+      type_ = &type;
+      reference_ = reference;
+    }
+    return emf_;
+  }
+
+ private:
+  const Thermocouple* type_ = nullptr;
+  uint32_t reference_ = 0;
+  std::optional<double> emf_;
+};
+
+// One set per thread keeps the entry point safe to call anywhere.
+struct ThermocoupleCaches {
+  ThermocoupleMemo memo;
+  LastColdJunction coldJunction;
+};
+
+thread_local ThermocoupleCaches caches;
 
 }  // namespace
 }  // namespace travune::qulix
@@ -98,10 +125,12 @@ QULIX_API int32_t QlxThermocouple(int32_t, int32_t, int32_t, int32_t gain, int32
   const uint32_t reference = numWords == 2 ? le::U16(codes) : 0x10000u;
   const uint16_t code = le::U16(codes + (numWords == 2 ? 2 : 0));
   const ThermocoupleMemo::Key key{gain, reference, code, static_cast<uint8_t>(kind & 0xFF)};
-  ThermocoupleMemo::Entry& entry = memo.Slot(key);
+  ThermocoupleCaches& own = caches;
+  ThermocoupleMemo::Entry& entry = own.memo.Slot(key);
   if (entry.key != key) {
-    const double coldJunction = numWords == 2 ? ColdJunctionCelsius(static_cast<uint16_t>(reference)) : 0.0;
-    const std::optional<int16_t> tenths = type->CompensatedTenths(ThermocoupleMillivolts(code, gain), coldJunction);
+    const std::optional<double> coldEmf = own.coldJunction.EmfOf(*type, reference);
+    const std::optional<int16_t> tenths =
+        coldEmf ? type->TenthsOfTotalEmf(ThermocoupleMillivolts(code, gain) + *coldEmf) : std::nullopt;
     entry.status = tenths ? QLX_OK : QLX_ERR_RANGE;
     entry.tenths = tenths.value_or(0);
     entry.key = key;
