@@ -73,31 +73,36 @@ class ThermocoupleMemo {
   Entry entries_[size_t{1} << kBits];
 };
 
-// The cold junction's EMF for the last reference code met, with its type: a reference word
-// changes slowly, so consecutive readings mostly share it. Empty when the cold junction lies
-// outside the type's range.
-class LastColdJunction {
+// Cold-junction EMFs of recently met reference codes, direct-mapped by code: a cold junction's
+// temperature changes slowly, so a run of readings meets few reference codes, each many times.
+// Empty when the cold junction lies outside the type's range.
+class ColdJunctionEmfs {
  public:
   std::optional<double> EmfOf(const Thermocouple& type, uint32_t reference) {
-    if (&type != type_ || reference != reference_) {
+    Entry& entry = entries_[reference % kEntries];
+    if (entry.type != &type || entry.reference != reference) {
       const double celsius = reference > 0xFFFFu ? 0.0 : ColdJunctionCelsius(static_cast<uint16_t>(reference));
-      emf_ = type.Covers(celsius) ? std::optional<double>(type.Emf(celsius)) : std::nullopt;
-      type_ = &type;
-      reference_ = reference;
+      entry.emf = type.Covers(celsius) ? std::optional<double>(type.Emf(celsius)) : std::nullopt;
+      entry.type = &type;
+      entry.reference = reference;
     }
-    return emf_;
+    return entry.emf;
   }
 
  private:
-  const Thermocouple* type_ = nullptr;
-  uint32_t reference_ = 0;
-  std::optional<double> emf_;
+  static constexpr size_t kEntries = 1024;
+  struct Entry {
+    const Thermocouple* type = nullptr;  // matches no real call
+    uint32_t reference = 0;
+    std::optional<double> emf;
+  };
+  Entry entries_[kEntries];
 };
 
 // One set per thread keeps the entry point safe to call anywhere.
 struct ThermocoupleCaches {
   ThermocoupleMemo memo;
-  LastColdJunction coldJunction;
+  ColdJunctionEmfs coldJunctions;
 };
 
 thread_local ThermocoupleCaches caches;
@@ -128,7 +133,7 @@ QULIX_API int32_t QlxThermocouple(int32_t, int32_t, int32_t, int32_t gain, int32
   ThermocoupleCaches& own = caches;
   ThermocoupleMemo::Entry& entry = own.memo.Slot(key);
   if (entry.key != key) {
-    const std::optional<double> coldEmf = own.coldJunction.EmfOf(*type, reference);
+    const std::optional<double> coldEmf = own.coldJunctions.EmfOf(*type, reference);
     const std::optional<int16_t> tenths =
         coldEmf ? type->TenthsOfTotalEmf(ThermocoupleMillivolts(code, gain) + *coldEmf) : std::nullopt;
     entry.status = tenths ? QLX_OK : QLX_ERR_RANGE;
