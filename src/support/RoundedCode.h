@@ -76,12 +76,14 @@ inline __m128i FloorPair(__m128d shifted) {
   return _mm_add_epi32(truncated, aboveLow);
 }
 
-// The low 16 bits of four int32, the first in the lowest bits. Sign-extending the low halves
-// first makes the saturating pack exact.
-inline uint64_t LowHalvesOfFour(__m128i firstPair, __m128i secondPair) {
+// Writes the low 16 bits of four int32 as four little-endian codes. Sign-extending the low
+// halves first makes the saturating pack exact; x86 stores the lanes lowest first and each
+// lane little-endian, which is the codes' byte order (one store: the bytes of a 64-bit
+// integer were written in pieces).
+inline void PutLowHalvesOfFour(__m128i firstPair, __m128i secondPair, uint8_t* out) {
   const __m128i four = _mm_unpacklo_epi64(firstPair, secondPair);
   const __m128i low = _mm_srai_epi32(_mm_slli_epi32(four, 16), 16);
-  return static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_packs_epi32(low, low)));
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_packs_epi32(low, low));
 }
 
 }  // namespace rounded_code_detail
@@ -100,7 +102,7 @@ inline void PutRoundedCodes(const double* values, const CodeLine* lines, size_t 
     const __m128d second = ShiftedPair(values + done + 2, lines + done + 2);
     const __m128d inRange = _mm_and_pd(InTruncationRange(first), InTruncationRange(second));
     if (_mm_movemask_pd(inRange) == 3) {
-      le::PutU64(out, LowHalvesOfFour(FloorPair(first), FloorPair(second)));
+      PutLowHalvesOfFour(FloorPair(first), FloorPair(second), out);
     } else {
       PutRoundedCodesOneByOne(values + done, lines + done, 4, out);
     }
