@@ -42,6 +42,8 @@ inline uint16_t LowBitsOfRoundedCode(double code) {
   return static_cast<uint16_t>(floor);
 }
 
+// The scalar routine over count values: the path of groups that fail the range check, of a
+// row's last values and of targets without SSE2.
 inline void PutRoundedCodesOneByOne(const double* values, const CodeLine* lines, size_t count,
                                     uint8_t* out) {
   for (size_t i = 0; i < count; ++i, out += 2) {
@@ -78,8 +80,7 @@ inline __m128i FloorPair(__m128d shifted) {
 
 // Writes the low 16 bits of four int32 as four little-endian codes. Sign-extending the low
 // halves first makes the saturating pack exact; x86 stores the lanes lowest first and each
-// lane little-endian, which is the codes' byte order (one store: the bytes of a 64-bit
-// integer were written in pieces).
+// lane little-endian, which is the codes' byte order, all eight bytes in one store.
 inline void PutLowHalvesOfFour(__m128i firstPair, __m128i secondPair, uint8_t* out) {
   const __m128i four = _mm_unpacklo_epi64(firstPair, secondPair);
   const __m128i low = _mm_srai_epi32(_mm_slli_epi32(four, 16), 16);
