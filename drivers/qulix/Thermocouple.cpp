@@ -64,7 +64,10 @@ std::optional<double> Thermocouple::TemperatureOf(double emf) const {
 
 std::optional<int16_t> Thermocouple::CompensatedTenths(double measuredEmf, double coldJunction) const {
   if (!Covers(coldJunction)) return std::nullopt;
-  const double emf = measuredEmf + Emf(coldJunction);
+  return TenthsOfTotalEmf(measuredEmf + Emf(coldJunction));
+}
+
+std::optional<int16_t> Thermocouple::TenthsOfTotalEmf(double emf) const {
   if (!(emf >= emfAtRisingFrom_ && emf <= emfAtHigh_)) return std::nullopt;
   if (const std::optional<int16_t> tabled = tenths_.Of(emf)) return tabled;
   const std::optional<double> celsius = TemperatureOf(emf);

@@ -50,6 +50,10 @@ class Thermocouple {
   // table, else by TemperatureOf. Empty when either temperature lies outside the type's range.
   std::optional<int16_t> CompensatedTenths(double measuredEmf, double coldJunction) const;
 
+  // The same for a total EMF (measured EMF plus the cold junction's), for callers that keep
+  // the cold junction's EMF across readings.
+  std::optional<int16_t> TenthsOfTotalEmf(double emf) const;
+
  private:
   const EmfPiece& PieceAt(double celsius) const;
   double FindRisingStart() const;

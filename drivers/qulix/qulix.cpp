@@ -45,7 +45,7 @@ int32_t WriteTenths(std::optional<double> celsius, void* out) {
 
 // Recent thermocouple results. A result depends only on (kind, gain, reference code, code),
 // and acquisitions repeat those combinations scan after scan, so a small direct-mapped table
-// spares most inversions. One table per thread keeps the entry point safe to call anywhere.
+// spares most inversions.
 class ThermocoupleMemo {
  public:
   struct Key {
@@ -73,7 +73,39 @@ class ThermocoupleMemo {
   Entry entries_[size_t{1} << kBits];
 };
 
-thread_local ThermocoupleMemo memo;
+// Cold-junction EMFs of recently met reference codes, direct-mapped by code: a cold junction's
+// temperature changes slowly, so a run of readings meets few reference codes, each many times.
+// Empty when the cold junction lies outside the type's range.
+class ColdJunctionEmfs {
+ public:
+  std::optional<double> EmfOf(const Thermocouple& type, uint32_t reference) {
+    Entry& entry = entries_[reference % kEntries];
+    if (entry.type != &type || entry.reference != reference) {
+      const double celsius = reference > 0xFFFFu ? 0.0 : ColdJunctionCelsius(static_cast<uint16_t>(reference));
+      entry.emf = type.Covers(celsius) ? std::optional<double>(type.Emf(celsius)) : std::nullopt;
+      entry.type = &type;
+      entry.reference = reference;
+    }
+    return entry.emf;
+  }
+
+ private:
+  static constexpr size_t kEntries = 1024;
+  struct Entry {
+    const Thermocouple* type = nullptr;  // matches no real call
+    uint32_t reference = 0;
+    std::optional<double> emf;
+  };
+  Entry entries_[kEntries];
+};
+
+// One set per thread keeps the entry point safe to call anywhere.
+struct ThermocoupleCaches {
+  ThermocoupleMemo memo;
+  ColdJunctionEmfs coldJunctions;
+};
+
+thread_local ThermocoupleCaches caches;
 
 }  // namespace
 }  // namespace travune::qulix
@@ -98,10 +130,12 @@ QULIX_API int32_t QlxThermocouple(int32_t, int32_t, int32_t, int32_t gain, int32
   const uint32_t reference = numWords == 2 ? le::U16(codes) : 0x10000u;
   const uint16_t code = le::U16(codes + (numWords == 2 ? 2 : 0));
   const ThermocoupleMemo::Key key{gain, reference, code, static_cast<uint8_t>(kind & 0xFF)};
-  ThermocoupleMemo::Entry& entry = memo.Slot(key);
+  ThermocoupleCaches& own = caches;
+  ThermocoupleMemo::Entry& entry = own.memo.Slot(key);
   if (entry.key != key) {
-    const double coldJunction = numWords == 2 ? ColdJunctionCelsius(static_cast<uint16_t>(reference)) : 0.0;
-    const std::optional<int16_t> tenths = type->CompensatedTenths(ThermocoupleMillivolts(code, gain), coldJunction);
+    const std::optional<double> coldEmf = own.coldJunctions.EmfOf(*type, reference);
+    const std::optional<int16_t> tenths =
+        coldEmf ? type->TenthsOfTotalEmf(ThermocoupleMillivolts(code, gain) + *coldEmf) : std::nullopt;
     entry.status = tenths ? QLX_OK : QLX_ERR_RANGE;
     entry.tenths = tenths.value_or(0);
     entry.key = key;

@@ -174,9 +174,7 @@ int64_t TgtFmtDASYLab::ConvertDataBlock(int64_t scans, OutputArea& out, int64_t 
   if (values == nullptr || bytes == nullptr) return -1;
   LoadCodeMaps();
   for (size_t scan = 0; scan < static_cast<size_t>(scans); ++scan) {
-    for (size_t c = 0; c < chans; ++c, ++values, bytes += 2) {
-      le::PutU16(bytes, LowBitsOfRoundedCode(*values * codeMaps_[c].slope + codeMaps_[c].offset));
-    }
+    PutRoundedCodes(values + scan * chans, codeMaps_.data(), chans, bytes + 2 * scan * chans);
   }
   return static_cast<int64_t>(2 * count);
 }

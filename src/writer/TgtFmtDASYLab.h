@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "support/RoundedCode.h"
 #include "writer/TgtFmt.h"
 
 namespace travune {
@@ -17,14 +18,9 @@ class TgtFmtDASYLab : public TgtFmt {
   int64_t ConvertDataBlock(int64_t scans, OutputArea& out, int64_t firstScan) override;
 
  private:
-  // One channel's map from user units onto codes: code = value * slope + offset.
-  struct CodeMap {
-    double slope = 1.0;
-    double offset = 0.0;
-  };
   void LoadCodeMaps();
 
-  std::vector<CodeMap> codeMaps_;
+  std::vector<CodeLine> codeMaps_;
 };
 
 }  // namespace travune

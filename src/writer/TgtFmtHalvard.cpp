@@ -70,7 +70,7 @@ bool TgtFmtHalvard::LoadChannelLimits() {
     double upper = 0.0;
     source_->GetChanRange(chan, &lower, &upper);
     CodeLine& line = codeLines_[static_cast<size_t>(chan)];
-    LinearFromPoints(&line.slope, &line.intercept, lower, upper, kLowestCode, kHighestCode);
+    LinearFromPoints(&line.slope, &line.offset, lower, upper, kLowestCode, kHighestCode);
   }
   limitsLoaded_ = true;
   return true;
@@ -157,10 +157,9 @@ int64_t TgtFmtHalvard::ConvertDataBlock(int64_t scans, OutputArea& out, int64_t 
       PutScanStamp(bytes, scan);
       bytes += stampBytes_;
     }
-    for (const CodeLine& line : codeLines_) {
-      le::PutU16(bytes, LowBitsOfRoundedCode(*values++ * line.slope + line.intercept));
-      bytes += 2;
-    }
+    PutRoundedCodes(values, codeLines_.data(), chans, bytes);
+    values += chans;
+    bytes += 2 * chans;
   }
   return scans * static_cast<int64_t>(scanBytes);
 }

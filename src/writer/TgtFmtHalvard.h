@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "support/RoundedCode.h"
 #include "writer/TgtFmt.h"
 
 namespace travune {
@@ -31,18 +32,12 @@ class TgtFmtHalvard : public TgtFmt {
   bool LoadChannelLimits();
 
  private:
-  // The line through (lower, -32768) and (upper, 32767).
-  struct CodeLine {
-    double slope;
-    double intercept;
-  };
-
   std::string Description() const;
   void AppendChannelLine(std::string* text, int32_t chan) const;
   void AppendFixed6(std::string* text, double value) const;
   void PutScanStamp(uint8_t* out, int64_t scan);
 
-  std::vector<CodeLine> codeLines_;
+  std::vector<CodeLine> codeLines_;  // through (lower, -32768) and (upper, 32767)
   bool limitsLoaded_ = false;
   uint32_t stampBytes_ = 0;
   std::string separator_;

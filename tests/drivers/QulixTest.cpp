@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Tenths.h"
+#include "Thermocouple.h"
 #include "source/TarquilDescBuilder.h"
 #include "qulix.h"
 
@@ -94,6 +95,61 @@ TEST(QulixThermocouple, CompensatesColdJunction) {
     const Call call = Thermocouple(K, row.gain, {row.reference, TcCode(row.millivolts, row.gain)}, 2);
     ASSERT_EQ(call.status, QLX_OK);
     EXPECT_EQ(call.Tenths(), row.tenths);
+  }
+}
+
+// Where a type's EMF starts to rise: its lowest temperature, or for type B the minimum of the
+// EMF near 21 °C, by bisecting the sign of the slope.
+double RisingStart(const qulix::Thermocouple& type) {
+  double below = type.Low(), above = type.Low() + 100.0;
+  if (type.Evaluate(below).slope > 0.0) return below;
+  for (int i = 0; i < 60; ++i) {
+    const double mid = 0.5 * (below + above);
+    (type.Evaluate(mid).slope > 0.0 ? above : below) = mid;
+  }
+  return above;
+}
+
+// Every code through gain 100 at cold junctions across the sensor range and at its edges
+// (codes 16783/16784 straddle R and S's -50 °C, 32767/32768 B's 0 °C; 0x10000: one word, 0 °C).
+// The expected tenths n are the lowest whose upper half tenth lies above the total EMF (at or
+// above it below 0 °C, where halves round away from zero), found by walking up the half
+// tenths as the code rises. Failures name kind/reference/code.
+TEST(QulixThermocouple, EveryCodeRoundsBetweenItsHalfTenths) {
+  constexpr int kGain = 100;
+  const uint32_t references[] = {0x10000, 0, 16783, 16784, 32767, 32768, 40960, 65535};
+  for (int kind = J; kind <= N; ++kind) {
+    const qulix::Thermocouple& type = *qulix::Thermocouple::ForKind(kind);
+    const double rising = RisingStart(type);
+    const double lowestEmf = type.Emf(rising), highestEmf = type.Emf(type.High());
+    const long highest = std::lround(type.High() * 10.0);
+    const auto below = [&](long n, double emf) {
+      const double half = type.Emf((static_cast<double>(n) + 0.5) / 10.0);
+      return n < 0 ? emf <= half : emf < half;
+    };
+    for (uint32_t reference : references) {
+      const double coldJunction = reference > 0xFFFF ? 0.0 : reference * 205.0 / 65536.0 - 102.5;
+      const double coldEmf = type.Covers(coldJunction) ? type.Emf(coldJunction) : NAN;
+      const int numWords = reference > 0xFFFF ? 1 : 2;
+      long n = std::lround(rising * 10.0);
+      for (uint32_t code = 0; code <= 0xFFFF; ++code) {
+        const auto where = [&] { return testing::Message() << kind << "/" << reference << "/" << code; };
+        const uint8_t words[4] = {static_cast<uint8_t>(reference), static_cast<uint8_t>(reference >> 8),
+                                  static_cast<uint8_t>(code), static_cast<uint8_t>(code >> 8)};
+        uint8_t out[2] = {kUntouched, kUntouched};
+        const int32_t status = QlxThermocouple(0, 0, 0, kGain, kind, 0, words + 4 - 2 * numWords, 0, out,
+                                               numWords);
+        const double emf = (code - 32768.0) * 10000.0 / 65536.0 / kGain + coldEmf;
+        if (!(emf >= lowestEmf && emf <= highestEmf)) {  // also a cold junction out of range
+          ASSERT_EQ(status, QLX_ERR_RANGE) << where();
+          ASSERT_EQ(out[0] | out[1] << 8, kUntouched | kUntouched << 8) << where();
+          continue;
+        }
+        while (n < highest && !below(n, emf)) ++n;
+        ASSERT_EQ(status, QLX_OK) << where();
+        ASSERT_EQ(static_cast<int16_t>(out[0] | out[1] << 8), n) << where();
+      }
+    }
   }
 }
 
