@@ -22,7 +22,8 @@ struct Target {
   uint32_t flags;
 };
 
-const Target kTargets[] = {{"Float32", 0}, {"HDF5", 0}, {"HDF5", TRAVUNE_FLAG_COMPRESS}};
+const Target kTargets[] = {
+    {"Float32", 0}, {"HDF5", 0}, {"HDF5", TRAVUNE_FLAG_COMPRESS}, {"Float32", TRAVUNE_FLAG_ONE_THREAD}};
 
 // One conversion of acq into output; the failing status's text, or empty.
 std::string ConvertOnce(tvnAcq* acq, int32_t format, uint32_t flags, const std::string& output) {
@@ -74,8 +75,8 @@ void ConvertThroughHandles(benchmark::State& state) {
 
 void RegisterHandleConversionBenchmarks() {
   benchmark::RegisterBenchmark("ConvertThroughHandles", ConvertThroughHandles)
-      ->ArgName("target")  // 0 Float32, 1 HDF5, 2 compressed HDF5
-      ->DenseRange(0, 2)
+      ->ArgName("target")  // 0 Float32, 1 HDF5, 2 compressed HDF5, 3 Float32 on one thread
+      ->DenseRange(0, 3)
       ->UseRealTime()
       ->Unit(benchmark::kMillisecond);
 }

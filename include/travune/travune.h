@@ -72,7 +72,7 @@ enum {
   TRAVUNE_FLAG_SCAN_TIMES = 1, /* spreadsheet and Halvard writers add scan times */
   TRAVUNE_FLAG_OWN_STAMPS = 2, /* sources with stamps in the data read every scan's own stamp */
   TRAVUNE_FLAG_COMPRESS = 4,   /* HDF5: gzip-compressed datasets */
-  TRAVUNE_FLAG_ONE_THREAD = 8  /* handle API: text formatted on the calling thread only */
+  TRAVUNE_FLAG_ONE_THREAD = 8  /* handle API: read, format and write on the calling thread only */
 };
 
 /* Status codes of the conversion functions. */
@@ -267,7 +267,9 @@ typedef int32_t (*tvnProgressFn)(int64_t done, int64_t total, void* user);
  * scans and channels chosen. */
 TRAVUNE_API(int32_t) tvnConvOpen(tvnAcq* acq, const tvnConvOptions* options, tvnConv** conv) TRAVUNE_NOEXCEPT;
 /* Converts one block; *done (optional) becomes the scans converted so far. TVN_OK with
- * *done equal to the total means finished. */
+ * *done equal to the total means finished. Without TRAVUNE_FLAG_ONE_THREAD the block may still be
+ * being written on return: a failed write is reported by the next tvnConvStep or tvnConvFinish,
+ * the data file then ends after the last whole block written, and every later call reports it. */
 TRAVUNE_API(int32_t) tvnConvStep(tvnConv* conv, int64_t* done) TRAVUNE_NOEXCEPT;
 /* Converts every remaining block, calling progress (optional) after each. */
 TRAVUNE_API(int32_t) tvnConvRun(tvnConv* conv, tvnProgressFn progress, void* user) TRAVUNE_NOEXCEPT;

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <new>
 
-#include "source/Acquisition.h"
 
 namespace travune {
 
@@ -63,24 +62,45 @@ void BlockBuffer::Release() {
 
 BlockBuffer::Result BlockBuffer::Convert(SrcFmt& source, const platform::File& in, TgtFmt& writer,
                                          platform::File* out, uint64_t* offset, int64_t first, int64_t* count) {
-  const int64_t wanted = *count;
-  if (!in.IsOpen() || !ReadRawBlock(source, in, first, count, input_, blockBytes_)) return Result::kReadFailed;
-  if (wanted > 0 && *count <= 0) return Result::kReadFailed;
-  const uint64_t allowed = static_cast<uint64_t>(*count) * static_cast<uint64_t>(writer.OutputBytesPerScan());
-  OutputArea area(memory_.get(), static_cast<size_t>(std::min<uint64_t>(outputBytes_, allowed)) + 1);
-  const int64_t produced = writer.ConvertDataBlock(*count, area, first);
-  if (produced < 0 || area.Overflowed() || static_cast<uint64_t>(produced) > allowed) return Result::kWriterFailed;
-  if (produced > 0) {
-    if (out == nullptr) return Result::kWriteFailed;
-    if (!out->WriteAt(*offset, memory_.get(), static_cast<size_t>(produced))) {
-      // A write that failed part-way (disk full, file too large) may have stored the start of
-      // the block: cut it off, so that the file ends with the last whole block written.
-      out->Resize(*offset);
-      return Result::kWriteFailed;
-    }
-    *offset += static_cast<uint64_t>(produced);
-  }
+  RawBlock block;
+  if (!LayOut(source, first, *count, &block) || !Read(in, block)) return Result::kReadFailed;
+  *count = block.scans;
+  int64_t produced = 0;
+  const Result formatted = Format(source, writer, block, &produced);
+  if (formatted != Result::kOk || produced == 0) return formatted;
+  if (out == nullptr || !Write(*out, *offset, produced)) return Result::kWriteFailed;
+  *offset += static_cast<uint64_t>(produced);
   return Result::kOk;
+}
+
+bool BlockBuffer::LayOut(const SrcFmt& source, int64_t first, int64_t count, RawBlock* block) const {
+  block->first = first;
+  block->scans = count;
+  source.GetBlockLayout(blockBytes_, &block->scans, &block->bytes, first, &block->fileOffset);
+  return block->bytes >= 0 && block->fileOffset >= 0 && (count <= 0 || block->scans > 0);
+}
+
+bool BlockBuffer::Read(const platform::File& in, const RawBlock& block) {
+  if (!in.IsOpen()) return false;
+  return block.bytes == 0 ||
+         in.ReadAt(static_cast<uint64_t>(block.fileOffset), input_, static_cast<size_t>(block.bytes));
+}
+
+BlockBuffer::Result BlockBuffer::Format(SrcFmt& source, TgtFmt& writer, const RawBlock& block, int64_t* produced) {
+  source.SetRawBlock(input_, block.scans, block.first);
+  const uint64_t allowed = static_cast<uint64_t>(block.scans) * static_cast<uint64_t>(writer.OutputBytesPerScan());
+  OutputArea area(memory_.get(), static_cast<size_t>(std::min<uint64_t>(outputBytes_, allowed)) + 1);
+  *produced = writer.ConvertDataBlock(block.scans, area, block.first);
+  if (*produced < 0 || area.Overflowed() || static_cast<uint64_t>(*produced) > allowed) return Result::kWriterFailed;
+  return Result::kOk;
+}
+
+bool BlockBuffer::Write(platform::File& out, uint64_t offset, int64_t bytes) const {
+  if (out.WriteAt(offset, memory_.get(), static_cast<size_t>(bytes))) return true;
+  // A write that failed part-way (disk full, file too large) may have stored the start of the
+  // block: cut it off, so that the file ends with the last whole block written.
+  out.Resize(offset);
+  return false;
 }
 
 }  // namespace travune

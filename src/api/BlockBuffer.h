@@ -1,5 +1,6 @@
 // The block buffer of a conversion and its one step: read a block of raw scans, let the writer
-// format it into a bounded output area, write what it produced. Shared by every conversion path.
+// format it into a bounded output area, write what it produced. Shared by every conversion path;
+// the step's phases are public too, so that a pipeline can run reads and writes on another thread.
 #pragma once
 
 #include <cstddef>
@@ -27,12 +28,33 @@ class BlockBuffer {
   int64_t BlockBytes() const { return blockBytes_; }
   int64_t MaxScans() const { return maxScans_; }
 
+  // Where the raw bytes of a block of scans lie in the data file.
+  struct RawBlock {
+    int64_t first = 0;
+    int64_t scans = 0;
+    int64_t fileOffset = 0;
+    int64_t bytes = 0;
+  };
+
   // Converts the block of at most *count scans from first: reads it from in, has the writer
   // format it, and writes the bytes produced at *offset of out (advancing it). *count becomes
   // the scans the block held. A writer that produces more than it announced is refused. After a
   // failed write the file ends at *offset again, after the last whole block.
   Result Convert(SrcFmt& source, const platform::File& in, TgtFmt& writer, platform::File* out, uint64_t* offset,
                  int64_t first, int64_t* count);
+
+  // The phases of Convert. LayOut asks the source (const calls only) where the block of at most
+  // count scans from first lies; false when the layout is invalid or holds no scan of a wanted one.
+  bool LayOut(const SrcFmt& source, int64_t first, int64_t count, RawBlock* block) const;
+  // Reads a laid-out block into the input area. Touches neither source nor writer, so it may run
+  // on another thread while the writer formats a block of another buffer.
+  bool Read(const platform::File& in, const RawBlock& block);
+  // Points the source at the block read and has the writer format it into the output area;
+  // *produced becomes the bytes to write.
+  Result Format(SrcFmt& source, TgtFmt& writer, const RawBlock& block, int64_t* produced);
+  // Writes the first bytes of the output area at offset of out; a failed write cuts the file back
+  // to offset, so that it ends with the last whole block written before.
+  bool Write(platform::File& out, uint64_t offset, int64_t bytes) const;
 
  private:
   std::unique_ptr<uint8_t[]> memory_;

@@ -51,15 +51,17 @@ std::string HeaderNameFor(const std::string& dataName, const char* ext2) {
 
 }  // namespace
 
+// The pipeline's last write ends before the files close.
 TvnConversion::~TvnConversion() {
-  CloseFiles();
   ReleaseBlock();
+  CloseFiles();
 }
 
 // The source keeps a pointer to the last block it was given; the acquisition outlives this
 // conversion, so the pointer goes before the block does.
 void TvnConversion::ReleaseBlock() {
   if (view_) view_->SetRawBlock(nullptr, 0, 0);
+  pipeline_.reset();
   block_.Release();
 }
 
@@ -115,6 +117,10 @@ int32_t TvnConversion::Open(const tvnConvOptions& options) {
     return TVN_ERR_OUTPUT_WRITE;
   }
   offset_ = static_cast<uint64_t>(end);
+  // A conversion of one block has nothing to overlap.
+  if ((options.flags & TRAVUNE_FLAG_ONE_THREAD) == 0 && block_.MaxScans() < count) {
+    pipeline_ = BlockPipeline::Start(block_, *view_, count, perScan);
+  }
   open_ = true;
   return TVN_OK;
 }
@@ -140,7 +146,10 @@ int32_t TvnConversion::Step(int64_t* done) {
   if (done_ < total_) {
     int64_t count = total_ - done_;
     platform::File* out = writer_->TookDataFile() ? nullptr : &data_;
-    switch (block_.Convert(*view_, acquisition_.Files().DataFile(), *writer_, out, &offset_, done_, &count)) {
+    const platform::File& in = acquisition_.Files().DataFile();
+    const BlockBuffer::Result result = pipeline_ ? pipeline_->Convert(*view_, in, *writer_, out, &offset_, done_, &count)
+                                                 : block_.Convert(*view_, in, *writer_, out, &offset_, done_, &count);
+    switch (result) {
       case BlockBuffer::Result::kOk: break;
       case BlockBuffer::Result::kReadFailed: return TVN_ERR_DATA_READ;
       case BlockBuffer::Result::kWriterFailed: return TVN_ERR_WRITER;
@@ -157,9 +166,11 @@ int32_t TvnConversion::Finish() {
   open_ = false;
   // Every write was checked when it was made; forcing the bytes to the device is left to the
   // caller, who knows whether it needs them there (the tool does so before deleting a backup).
+  const bool written = pipeline_ == nullptr || pipeline_->Finish();
   const bool finished = writer_->FinishConversion();
-  CloseFiles();
   ReleaseBlock();
+  CloseFiles();
+  if (!written) return TVN_ERR_OUTPUT_WRITE;
   return finished ? TVN_OK : TVN_ERR_WRITER;
 }
 

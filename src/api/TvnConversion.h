@@ -1,6 +1,12 @@
 // A conversion behind a handle of the handle API: a writer over a view of the chosen scans and
 // channels, its own block buffer and output files. The range and the channels are known before
 // the writer's header is written, so every header announces exactly what is written.
+//
+// A conversion of several blocks without TRAVUNE_FLAG_ONE_THREAD overlaps its file reads and
+// writes with the formatting (BlockPipeline): Step returns while its block is still being written.
+// A write failure is then reported by the next Step or by Finish, the data file ends after the
+// last whole block written, and every later Step and Finish report it again. *done counts the
+// blocks written or being written: never more than a conversion that succeeds writes.
 #pragma once
 
 #include <cstdint>
@@ -8,6 +14,7 @@
 #include <string>
 
 #include "api/BlockBuffer.h"
+#include "api/BlockPipeline.h"
 #include "api/TvnAcquisition.h"
 #include "source/SrcFmtView.h"
 #include "travune/travune.h"
@@ -39,6 +46,7 @@ class TvnConversion {
   std::unique_ptr<SrcFmtView> view_;
   std::unique_ptr<TgtFmt> writer_;
   BlockBuffer block_;
+  std::unique_ptr<BlockPipeline> pipeline_;  // null: one thread reads, formats and writes
   platform::File data_;
   platform::File header_;
   std::string dataName_;

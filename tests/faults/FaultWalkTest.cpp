@@ -42,6 +42,8 @@ bool OneOf(int32_t status, std::initializer_list<int32_t> documented) {
 
 // Enough scans for three blocks of the smallest size, so that later blocks fail too.
 constexpr int64_t kScans = 1500;
+// Enough for three handle-API blocks, whose reads and writes overlap the formatting.
+constexpr int64_t kOverlappedScans = 50000;
 
 // Every input and output name, made before a fault is armed.
 struct RunFiles {
@@ -119,6 +121,7 @@ struct Session {
   // (allocations inside it fail too) with a message, and the conversion still closes with
   // success: for this writer a success does not promise the whole file.
   bool failureShownAsMessage;
+  int64_t scans = kScans;
 };
 
 std::vector<Session> AllSessions() {
@@ -126,6 +129,7 @@ std::vector<Session> AllSessions() {
   for (const NamedFormat& f : kEveryFormat) sessions.push_back({f.name, ConvertWithCvt, f.id, f.id == TRAVUNE_FMT_MESCOPE});
   sessions.push_back({"DataFileAccess", ReadWithDfa, 0, false});
   sessions.push_back({"HandleApiUff58Ascii", ConvertWithTvn, TRAVUNE_FMT_UFF58_ASCII, false});
+  sessions.push_back({"HandleApiOverlappedFloat32", ConvertWithTvn, TRAVUNE_FMT_FLOAT32, false, kOverlappedScans});
   return sessions;
 }
 
@@ -151,7 +155,7 @@ class FaultWalk : public ::testing::TestWithParam<std::tuple<Session, Kind>> {
  protected:
   void SetUp() override {
     fs::create_directories(scratch_ / "out");
-    files_.input = scratch_.Sample(SampleOf(TRAVUNE_SRC_MORVANE, kScans), "RUN");
+    files_.input = scratch_.Sample(SampleOf(TRAVUNE_SRC_MORVANE, std::get<0>(GetParam()).scans), "RUN");
     ASSERT_EQ(files_.input.size(), 2u);
     files_.steps = CvtSteps(files_.input, (scratch_ / "out" / "result.hdr").string(),
                             (scratch_ / "out" / "result.dat").string(), std::get<0>(GetParam()).format);

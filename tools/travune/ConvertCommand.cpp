@@ -31,7 +31,7 @@ namespace fs = std::filesystem;
 constexpr const char* kHelp =
     "usage: travune convert ACQ... --to FORMAT [-o OUT | -d DIR] [-j N] [--type SOURCE]\n"
     "                       [--data FILE] [--scans FIRST:COUNT] [--chans LIST] [--time]\n"
-    "                       [--stamps] [--compress] [--force] [--strict] [-v | -q]\n"
+    "                       [--stamps] [--compress] [--one-thread] [--force] [--strict] [-v | -q]\n"
     "\n"
     "Converts each acquisition described by ACQ (a .DSC or .HX$ description; its data file is\n"
     "ACQ with the extension .bin, or .hxt for celdrin, in any letter case) into FORMAT.\n"
@@ -52,6 +52,8 @@ constexpr const char* kHelp =
     "  --stamps             take every scan's own time stamp from the data (brenlow,\n"
     "                       vexmoor, threnix and celdrin recordings that keep stamps)\n"
     "  --compress           gzip-compress the datasets (HDF5)\n"
+    "  --one-thread         read, format and write each acquisition on one thread (by default\n"
+    "                       reads and writes overlap the formatting, and text uses every core)\n"
     "  --force              convert although the description holds what its type never\n"
     "                       writes (or contradicts --type); replace a read-only output\n"
     "  --strict             treat every warning about the acquisition as an error\n"
@@ -177,7 +179,8 @@ int ReadRequest(const ArgParser& parser, Request* request) {
   }
   const auto flagIf = [&parser](const char* option, int32_t flag) { return parser.Has(option) ? uint32_t(flag) : 0u; };
   request->base.flags = flagIf("--time", TRAVUNE_FLAG_SCAN_TIMES) | flagIf("--stamps", TRAVUNE_FLAG_OWN_STAMPS) |
-                        flagIf("--compress", TRAVUNE_FLAG_COMPRESS);
+                        flagIf("--compress", TRAVUNE_FLAG_COMPRESS) |
+                        flagIf("--one-thread", TRAVUNE_FLAG_ONE_THREAD);
   request->base.force = parser.Has("--force");
   request->base.strict = parser.Has("--strict");
   return 0;
@@ -291,7 +294,7 @@ int ConvertAll(const std::vector<ConversionJob>& jobs, int threads, bool toStand
 int RunConvert(const Args& args) {
   ArgParser parser;
   for (const char* name : {"--to", "-o", "-d", "-j", "--type", "--data", "--scans", "--chans"}) parser.Value(name);
-  for (const char* name : {"--time", "--stamps", "--compress", "--force", "--strict", "-v", "-q"}) parser.Flag(name);
+  for (const char* name : {"--time", "--stamps", "--compress", "--one-thread", "--force", "--strict", "-v", "-q"}) parser.Flag(name);
   std::string error;
   if (!parser.Parse(args, &error)) return UsageError("convert", error);
   if (parser.WantsHelp()) {
