@@ -209,7 +209,8 @@ typedef struct tvnAcqInfo {
   int64_t scans;             /* scans the source counts: the whole scans in the data file, or for
                                 a source that counts what its description programs (Tarquil)
                                 that count, even where the file holds fewer (reads past the
-                                file's end then fail with TVN_ERR_DATA_READ) */
+                                file's end, and conversions of such scans, fail with
+                                TVN_ERR_DATA_READ) */
   int64_t programmedScans;   /* scans the description programs */
   int64_t scanBytes;         /* bytes of one raw scan */
   int64_t dataBytes;         /* size of the data file */
@@ -264,7 +265,8 @@ typedef struct tvnConvOptions {
 typedef int32_t (*tvnProgressFn)(int64_t done, int64_t total, void* user);
 
 /* Creates the writer and the output files and writes the headers, which announce exactly the
- * scans and channels chosen. */
+ * scans and channels chosen. Scans the data file does not hold (a Tarquil description may program
+ * more) fail with TVN_ERR_DATA_READ here, before any file is created. */
 TRAVUNE_API(int32_t) tvnConvOpen(tvnAcq* acq, const tvnConvOptions* options, tvnConv** conv) TRAVUNE_NOEXCEPT;
 /* Converts one block; *done (optional) becomes the scans converted so far. TVN_OK with
  * *done equal to the total means finished. Without TRAVUNE_FLAG_ONE_THREAD the block may still be

@@ -32,6 +32,19 @@ int64_t StartBlockBytes(const SrcFmt& source, int64_t count, int32_t chans, int6
   return std::clamp(std::min(scans * scanBytes, dataFileBytes), kMinBlockBytes, kMaxBlockBytes);
 }
 
+// Whether the data file holds every raw byte of count scans from first. A source that counts the
+// scans its description programs (Tarquil) may claim more than the file holds; the reads past the
+// file's end would fail anyway, and a writer that keeps the whole conversion in memory (the
+// block-writer library) would first size its block by the claim.
+bool DataFileHolds(const SrcFmt& source, int64_t first, int64_t count, int64_t dataFileBytes) {
+  if (count == 0) return true;
+  int64_t scans = count;
+  int64_t bytes = 0;
+  int64_t offset = 0;
+  source.GetBlockLayout(INT64_MAX / 4, &scans, &bytes, first, &offset);
+  return scans == count && offset >= 0 && bytes >= 0 && offset <= dataFileBytes - bytes;
+}
+
 // Threads for formatting a block of text: every core unless the caller asked for one.
 int32_t FormatThreads(uint32_t flags) {
   if ((flags & TRAVUNE_FLAG_ONE_THREAD) != 0) return 1;
@@ -85,6 +98,7 @@ int32_t TvnConversion::Open(const tvnConvOptions& options) {
       if (c < 0 || c >= source.GetNumChans()) return TVN_ERR_ARGUMENT;
     }
   }
+  if (!DataFileHolds(source, options.first, count, acquisition_.Files().DataFileSize())) return TVN_ERR_DATA_READ;
   acquisition_.Files().SetOptions((options.flags & TRAVUNE_FLAG_OWN_STAMPS) ? 1u : 0u);
   view_ = std::make_unique<SrcFmtView>(source, options.first, count, std::move(chans));
   total_ = count;

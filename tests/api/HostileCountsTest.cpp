@@ -69,6 +69,9 @@ const HostileCase kCases[] = {
     {"tarquil 65535 channels", 4, {[](std::string* b) { le::PutU16(At(b, 0), 0xFFFF); }}, Outcome::kRefused},
     {"tarquil 2^32-1 programmed scans, 2^31-1 trigger scans", 4, {U32At(2, 0xFFFFFFFFu), U32At(18, kHugeCount)},
      Outcome::kTooLarge},
+    // Small enough for the block-writer library to accept, large enough that its block of
+    // 5 x 50 million floats and their times would not fit the child's address space.
+    {"tarquil 50 million programmed scans", 4, {U32At(2, 50000000u)}, Outcome::kTooLarge},
     {"brenlow 2^31 records", 2, {U32At(16, kHugeCount)}, Outcome::kRefused},
     {"vexmoor 2^31 records", 7, {U32At(16, kHugeCount)}, Outcome::kRefused},
     {"threnix 2^31 records", 8, {U32At(16, kHugeCount)}, Outcome::kRefused},
@@ -91,7 +94,8 @@ int32_t DfaType(int type) { return type > TRAVUNE_SRC_CELDRIN ? TRAVUNE_SRC_BREN
 
 // A child limited to 1 GiB of address space (not under AddressSanitizer, whose shadow memory
 // alone is larger) that opens the acquisition through one entry point per command:
-// a: the handle API's open, h: its conversion, r: the exported open, c: their conversion,
+// a: the handle API's open, h: its conversion, m: its conversion into the block-writer library,
+// which keeps the whole conversion in memory, r: the exported open, c: their conversion,
 // d: Data File Access's open.
 std::unique_ptr<ChildProcess> LimitedChild(const std::vector<std::string>& files, int type, const std::string& out) {
   return std::make_unique<ChildProcess>(
@@ -112,6 +116,7 @@ std::unique_ptr<ChildProcess> LimitedChild(const std::vector<std::string>& files
             return opened;
           }
           case 'h': return ConvertWithHandles(files, type, ConvOptions(TRAVUNE_FMT_FLOAT32, out));
+          case 'm': return ConvertWithHandles(files, type, ConvOptions(TRAVUNE_FMT_MESCOPE, out + ".blk"));
           case 'r': {
             const int32_t size = steps.Read();
             cvtReleaseResources();
@@ -139,10 +144,10 @@ TEST(HostileCounts, ClaimedCountsNeverAllocateBeyondTheFiles) {
     const auto dataBytes = static_cast<int32_t>(fs::file_size(files[1]));
 
     const auto child = LimitedChild(files, c.type, scratch.File("out.f32"));
-    int32_t a[5] = {-100, -100, -100, -100, -100};
-    for (int i = 0; i < 5; ++i) ASSERT_TRUE(child->Ask("ahrcd"[i], &a[i])) << "the child died at " << "ahrcd"[i];
+    int32_t a[6] = {-100, -100, -100, -100, -100, -100};
+    for (int i = 0; i < 6; ++i) ASSERT_TRUE(child->Ask("ahmrcd"[i], &a[i])) << "the child died at " << "ahmrcd"[i];
     EXPECT_TRUE(ChildProcess::EndedNormally(child->Finish()));
-    const auto [tvnOpen, tvnConvert, cvtOpen, cvtConvert, dfaOpened] = a;
+    const auto [tvnOpen, tvnConvert, tvnBlockConvert, cvtOpen, cvtConvert, dfaOpened] = a;
     if (c.outcome == Outcome::kRefused) {
       EXPECT_EQ(tvnOpen, TVN_ERR_DESC_INVALID);
       EXPECT_EQ(cvtOpen, TRAVUNE_ERR_DESC_INVALID);
@@ -156,7 +161,9 @@ TEST(HostileCounts, ClaimedCountsNeverAllocateBeyondTheFiles) {
       EXPECT_EQ(tvnConvert, TVN_OK);
       EXPECT_EQ(cvtConvert, 0);
     } else {
-      EXPECT_TRUE(tvnConvert == TVN_ERR_DISK_SPACE || tvnConvert == TVN_ERR_DATA_READ) << tvnConvert;
+      // The handle API refuses scans the data file does not hold before sizing anything by them.
+      EXPECT_EQ(tvnConvert, TVN_ERR_DATA_READ);
+      EXPECT_EQ(tvnBlockConvert, TVN_ERR_DATA_READ);
       EXPECT_TRUE(cvtConvert == TRAVUNE_ERR_DISK_SPACE || cvtConvert == TRAVUNE_ERR_DATA_READ) << cvtConvert;
     }
   }
