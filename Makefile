@@ -36,8 +36,10 @@ test: test-plain test-asan test-tsan test-python
 
 # One optimised build serves the plain suite, the Python package's tests and the reference
 # files of the Windows comparison; the injectable failures stay idle unless a test arms them.
+# Line tables (-g1) are all a failing test's backtrace needs and compile a quarter faster.
 test-build: deps
 	cmake -S . -B $(DEBUG) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTRAVUNE_FAULT_INJECTION=ON \
+	  -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O2 -g1 -DNDEBUG" -DCMAKE_C_FLAGS_RELWITHDEBINFO="-O2 -g1 -DNDEBUG" \
 	  -DTRAVUNE_BUILD_PYTHON=ON -DTRAVUNE_PYTHON_OUTPUT_DIR=$(CURDIR)/$(DEBUG)/python -DPython3_EXECUTABLE=$(PYTHON)
 	cmake --build $(DEBUG) -j $(JOBS)
 
