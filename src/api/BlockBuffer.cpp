@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <new>
 
-
 namespace travune {
 
 namespace {
