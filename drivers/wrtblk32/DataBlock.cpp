@@ -52,8 +52,8 @@ int16_t DataBlock::SetNumTraces(int32_t traces) {
   numSamples_ = -1;
   traceLabels_.assign(static_cast<size_t>(traces), std::string());
   traceUnits_.assign(static_cast<size_t>(traces), std::string());
-  values_.clear();
-  xValues_.clear();
+  values_.reset();
+  xValues_.reset();
   return kOk;
 }
 
@@ -61,17 +61,21 @@ int16_t DataBlock::SetNumSamples(int32_t samples) {
   if (numTraces_ < 1 || samples < 0) return kRefused;
   const uint64_t needed = (static_cast<uint64_t>(numTraces_) + 1) * static_cast<uint64_t>(samples);
   if (needed > kMaxValues) return kNoMemory;
-  try {
-    values_.assign(static_cast<size_t>(numTraces_) * static_cast<size_t>(samples), 0.0f);
-    xValues_.assign(static_cast<size_t>(samples), 0.0f);
-  } catch (const std::bad_alloc&) {
-    values_.clear();
-    xValues_.clear();
+  values_ = AllocateZeroed(static_cast<size_t>(numTraces_) * static_cast<size_t>(samples));
+  xValues_ = AllocateZeroed(static_cast<size_t>(samples));
+  if (!values_ || !xValues_) {
+    values_.reset();
+    xValues_.reset();
     numSamples_ = -1;
     return kNoMemory;
   }
   numSamples_ = samples;
   return kOk;
+}
+
+DataBlock::ZeroedFloats DataBlock::AllocateZeroed(size_t count) {
+  // One float even for no samples, so that success always leaves storage behind.
+  return ZeroedFloats(static_cast<float*>(std::calloc(count > 0 ? count : 1, sizeof(float))));
 }
 
 int16_t DataBlock::SetMeasurementType(int16_t type) { return type == 1 ? kOk : kRefused; }
@@ -129,7 +133,7 @@ bool DataBlock::WriteText(std::FILE* file) const {
   std::string text = HeaderText();
   // Rows go out in chunks of about a megabyte: one buffer, reused.
   constexpr size_t kChunk = size_t{1} << 20;
-  const float* value = values_.data();
+  const float* value = values_.get();
   for (int32_t sample = 1; sample <= numSamples_; ++sample) {
     AppendFloat(text, XOf(sample));
     for (int32_t trace = 0; trace < numTraces_; ++trace) {

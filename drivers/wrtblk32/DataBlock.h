@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -62,8 +64,16 @@ class DataBlock {
   std::string xUnits_;
   std::vector<std::string> traceLabels_;
   std::vector<std::string> traceUnits_;
-  std::vector<float> values_;  // sample after sample, numTraces_ values each
-  std::vector<float> xValues_;
+  // Storage from calloc: the system hands out untouched pages lazily and already zeroed, so a
+  // block reserved for more samples than ever arrive costs neither time nor memory for the rest.
+  struct FreeFloats {
+    void operator()(float* values) const { std::free(values); }
+  };
+  using ZeroedFloats = std::unique_ptr<float[], FreeFloats>;
+  static ZeroedFloats AllocateZeroed(size_t count);
+
+  ZeroedFloats values_;  // sample after sample, numTraces_ values each
+  ZeroedFloats xValues_;
 };
 
 }  // namespace wrtblk32
