@@ -61,7 +61,7 @@ void BlockBuffer::Release() {
 
 BlockBuffer::Result BlockBuffer::Convert(SrcFmt& source, const platform::File& in, TgtFmt& writer,
                                          platform::File* out, uint64_t* offset, int64_t first, int64_t* count) {
-  RawBlock block;
+  RawBlockLayout block;
   if (!LayOut(source, first, *count, &block) || !Read(in, block)) return Result::kReadFailed;
   *count = block.scans;
   int64_t produced = 0;
@@ -72,20 +72,16 @@ BlockBuffer::Result BlockBuffer::Convert(SrcFmt& source, const platform::File& i
   return Result::kOk;
 }
 
-bool BlockBuffer::LayOut(const SrcFmt& source, int64_t first, int64_t count, RawBlock* block) const {
-  block->first = first;
-  block->scans = count;
-  source.GetBlockLayout(blockBytes_, &block->scans, &block->bytes, first, &block->fileOffset);
-  return block->bytes >= 0 && block->fileOffset >= 0 && (count <= 0 || block->scans > 0);
+bool BlockBuffer::LayOut(const SrcFmt& source, int64_t first, int64_t count, RawBlockLayout* block) const {
+  return LayOutRawBlock(source, blockBytes_, first, count, block) && (count <= 0 || block->scans > 0);
 }
 
-bool BlockBuffer::Read(const platform::File& in, const RawBlock& block) {
-  if (!in.IsOpen()) return false;
-  return block.bytes == 0 ||
-         in.ReadAt(static_cast<uint64_t>(block.fileOffset), input_, static_cast<size_t>(block.bytes));
+bool BlockBuffer::Read(const platform::File& in, const RawBlockLayout& block) {
+  // A conversion whose data file was given up reads nothing, not even an empty block.
+  return in.IsOpen() && ReadRawBytes(in, block, input_);
 }
 
-BlockBuffer::Result BlockBuffer::Format(SrcFmt& source, TgtFmt& writer, const RawBlock& block, int64_t* produced) {
+BlockBuffer::Result BlockBuffer::Format(SrcFmt& source, TgtFmt& writer, const RawBlockLayout& block, int64_t* produced) {
   source.SetRawBlock(input_, block.scans, block.first);
   const uint64_t allowed = static_cast<uint64_t>(block.scans) * static_cast<uint64_t>(writer.OutputBytesPerScan());
   OutputArea area(memory_.get(), static_cast<size_t>(std::min<uint64_t>(outputBytes_, allowed)) + 1);

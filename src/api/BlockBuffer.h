@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "platform/Platform.h"
+#include "source/Acquisition.h"
 #include "source/SrcFmt.h"
 #include "writer/TgtFmt.h"
 
@@ -28,14 +29,6 @@ class BlockBuffer {
   int64_t BlockBytes() const { return blockBytes_; }
   int64_t MaxScans() const { return maxScans_; }
 
-  // Where the raw bytes of a block of scans lie in the data file.
-  struct RawBlock {
-    int64_t first = 0;
-    int64_t scans = 0;
-    int64_t fileOffset = 0;
-    int64_t bytes = 0;
-  };
-
   // Converts the block of at most *count scans from first: reads it from in, has the writer
   // format it, and writes the bytes produced at *offset of out (advancing it). *count becomes
   // the scans the block held. A writer that produces more than it announced is refused. After a
@@ -45,13 +38,13 @@ class BlockBuffer {
 
   // The phases of Convert. LayOut asks the source (const calls only) where the block of at most
   // count scans from first lies; false when the layout is invalid or holds no scan of a wanted one.
-  bool LayOut(const SrcFmt& source, int64_t first, int64_t count, RawBlock* block) const;
+  bool LayOut(const SrcFmt& source, int64_t first, int64_t count, RawBlockLayout* block) const;
   // Reads a laid-out block into the input area. Touches neither source nor writer, so it may run
   // on another thread while the writer formats a block of another buffer.
-  bool Read(const platform::File& in, const RawBlock& block);
+  bool Read(const platform::File& in, const RawBlockLayout& block);
   // Points the source at the block read and has the writer format it into the output area;
   // *produced becomes the bytes to write.
-  Result Format(SrcFmt& source, TgtFmt& writer, const RawBlock& block, int64_t* produced);
+  Result Format(SrcFmt& source, TgtFmt& writer, const RawBlockLayout& block, int64_t* produced);
   // Writes the first bytes of the output area at offset of out; a failed write cuts the file back
   // to offset, so that it ends with the last whole block written before.
   bool Write(platform::File& out, uint64_t offset, int64_t bytes) const;

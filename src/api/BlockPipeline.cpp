@@ -37,7 +37,7 @@ BlockBuffer::Result BlockPipeline::Convert(SrcFmt& source, const platform::File&
   if (writeFailed_) return Result::kWriteFailed;
   const int64_t wanted = *count;
   if (!HaveBlock(source, in, first, wanted)) return WritesOk() ? Result::kReadFailed : Result::kWriteFailed;
-  const BlockBuffer::RawBlock block = reads_[current_].block;
+  const RawBlockLayout block = reads_[current_].block;
   *count = block.scans;
   if (block.scans < wanted) ReadAhead(source, in, first + block.scans, wanted - block.scans);
   int64_t produced = 0;

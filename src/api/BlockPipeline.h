@@ -41,7 +41,7 @@ class BlockPipeline {
     BlockBuffer* buffer = nullptr;
     const platform::File* in = nullptr;
     int64_t wanted = 0;  // the scans asked for, which the layout may have cut
-    BlockBuffer::RawBlock block;
+    RawBlockLayout block;
     bool ok = false;
   };
   // Writing the bytes one buffer's output area holds.

@@ -17,14 +17,23 @@ Acquisition::Status ReadWholeFile(const platform::File& file, std::unique_ptr<ui
   return Acquisition::Status::kOk;
 }
 
+bool LayOutRawBlock(const SrcFmt& source, int64_t bufBytes, int64_t first, int64_t count, RawBlockLayout* block) {
+  block->first = first;
+  block->scans = count;
+  source.GetBlockLayout(bufBytes, &block->scans, &block->bytes, first, &block->fileOffset);
+  return block->bytes >= 0 && block->fileOffset >= 0;
+}
+
+bool ReadRawBytes(const platform::File& data, const RawBlockLayout& block, uint8_t* buffer) {
+  return block.bytes == 0 || data.ReadAt(static_cast<uint64_t>(block.fileOffset), buffer, static_cast<size_t>(block.bytes));
+}
+
 bool ReadRawBlock(SrcFmt& source, const platform::File& data, int64_t firstScan, int64_t* scans, uint8_t* buffer,
                   int64_t bufBytes) {
-  int64_t bytes = 0;
-  int64_t offset = 0;
-  source.GetBlockLayout(bufBytes, scans, &bytes, firstScan, &offset);
-  if (bytes < 0 || offset < 0) return false;
-  if (bytes > 0 && !data.ReadAt(static_cast<uint64_t>(offset), buffer, static_cast<size_t>(bytes))) return false;
-  source.SetRawBlock(buffer, *scans, firstScan);
+  RawBlockLayout block;
+  if (!LayOutRawBlock(source, bufBytes, firstScan, *scans, &block) || !ReadRawBytes(data, block, buffer)) return false;
+  *scans = block.scans;
+  source.SetRawBlock(buffer, block.scans, firstScan);
   return true;
 }
 

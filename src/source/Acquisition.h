@@ -73,8 +73,24 @@ class Acquisition {
 // kNoMemory when the buffer cannot be allocated, kDescRead when the read fails or comes short.
 Acquisition::Status ReadWholeFile(const platform::File& file, std::unique_ptr<uint8_t[]>* image, size_t* size);
 
-// Reads the block of at most bufBytes raw bytes that starts at firstScan from data into buffer
-// and hands it to source; *scans becomes the scans read. The one block read of the library.
+// Where the raw bytes of a block of scans lie in the data file.
+struct RawBlockLayout {
+  int64_t first = 0;
+  int64_t scans = 0;
+  int64_t fileOffset = 0;
+  int64_t bytes = 0;
+};
+
+// Asks source (const calls only) where the block of at most count scans from first lies, in at
+// most bufBytes bytes; false when the source gives no valid layout.
+bool LayOutRawBlock(const SrcFmt& source, int64_t bufBytes, int64_t first, int64_t count, RawBlockLayout* block);
+
+// Reads the raw bytes of a laid-out block from data into buffer. Touches no source, so that it
+// may run on another thread.
+bool ReadRawBytes(const platform::File& data, const RawBlockLayout& block, uint8_t* buffer);
+
+// Lays out, reads and hands to source the block of at most bufBytes raw bytes that starts at
+// firstScan; *scans becomes the scans read. The block read of the library's read paths.
 bool ReadRawBlock(SrcFmt& source, const platform::File& data, int64_t firstScan, int64_t* scans, uint8_t* buffer,
                   int64_t bufBytes);
 
