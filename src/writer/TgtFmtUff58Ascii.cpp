@@ -1,5 +1,6 @@
 // UFF 58 writer steps shared by the text and binary forms: headers at PreConvert, each block
-// appended channel by channel to temporary files, the channels joined at PostConvert.
+// appended channel by channel, the channels joined at PostConvert; the text form's records are
+// gathered in temporary files.
 #include "writer/TgtFmtUff58Ascii.h"
 
 #include <algorithm>
@@ -46,8 +47,9 @@ TgtFmtUff58Ascii::TgtFmtUff58Ascii(SrcFmt* source, const WriterContext& context,
 
 TgtFmtUff58Ascii::~TgtFmtUff58Ascii() { RemoveTempFiles(); }
 
-bool TgtFmtUff58Ascii::PreConvert(const char*, platform::File* dataFile, platform::File*, int64_t) {
+bool TgtFmtUff58Ascii::PreConvert(const char*, platform::File* dataFile, platform::File*, int64_t totalScans) {
   output_ = dataFile;
+  plannedScans_ = std::max<int64_t>(0, totalScans);
   evenSpacing_ = source_->GetPreTrigCount() == 0;
   const bool started =
       output_ != nullptr && header_.WriteHeader(*output_) && units_.WriteUnits(*output_) && StartChannels();
@@ -76,7 +78,7 @@ int64_t TgtFmtUff58Ascii::ConvertDataBlock(int64_t scans, OutputArea&, int64_t f
   block.chans = NumChans();
   block.scans = scans;
   if (!evenSpacing_) block.seconds = SecondsOfBlock(firstScan, scans);
-  bool appended = block.values != nullptr && (evenSpacing_ || block.seconds != nullptr);
+  bool appended = block.values != nullptr && (evenSpacing_ || block.seconds != nullptr) && ReserveScans(scans);
   if (appended) {
     // Every channel has its own record and temporary file: groups of channels are independent.
     std::array<bool, ParallelChunks::kMaxChunks> chunkAppended{};
@@ -116,10 +118,15 @@ const double* TgtFmtUff58Ascii::SecondsOfBlock(int64_t firstScan, int64_t scans)
 }
 
 bool TgtFmtUff58Ascii::PostConvert() {
-  bool finished = !failed_;
+  const bool finished = !failed_ && JoinChannels();
+  RemoveTempFiles();
+  return finished;
+}
+
+bool TgtFmtUff58Ascii::JoinChannels() {
+  bool finished = true;
   for (size_t i = 0; finished && i < channels_.size(); ++i) finished = channels_[i]->FinishChannel();
   for (size_t i = 0; finished && i < channels_.size(); ++i) finished = channels_[i]->CopyInto(*output_);
-  RemoveTempFiles();
   return finished;
 }
 

@@ -1,6 +1,7 @@
 // UFF 58 text writer: dataset 151, dataset 164, then per channel a qualifier dataset 1858 and a
 // dataset 58 holding the channel's whole time history as text. Channels are gathered in
-// temporary files of a private directory, one per channel, and copied into the output at close.
+// temporary files of a private directory, one per channel, and copied into the output at close
+// (a text record's length is known only once it is written).
 #pragma once
 
 #include <memory>
@@ -34,19 +35,27 @@ class TgtFmtUff58Ascii : public TgtFmt {
   enum class DataForm { kText, kBinary };
   TgtFmtUff58Ascii(SrcFmt* source, const WriterContext& context, DataForm form);
 
+  // Begins every channel's record after the headers; the text form in temporary files.
+  virtual bool StartChannels();
+  // Makes room for scans more values of every channel before they are appended.
+  virtual bool ReserveScans(int64_t) { return true; }
+  // Ends every channel's record and joins the records into the output in channel order.
+  virtual bool JoinChannels();
+
+  platform::File* output_ = nullptr;
+  std::vector<std::unique_ptr<UffChannelRecord>> channels_;
+  int64_t plannedScans_ = 0;  // the scans the conversion announced at its start
+
  private:
-  bool StartChannels();
   // Each scan's time relative to the trigger in seconds, for the block; null without memory.
   const double* SecondsOfBlock(int64_t firstScan, int64_t scans);
   // Appends the block to the temporary files of channels [first, last); false on a failure.
   bool AppendToChannels(const UffBlock& block, size_t first, size_t last);
   void RemoveTempFiles();
 
-  platform::File* output_ = nullptr;
   UffHeaderRecord header_;
   UffUnitsRecord units_;
   std::unique_ptr<UffQualifierRecord> qualifiers_;  // text form only
-  std::vector<std::unique_ptr<UffChannelRecord>> channels_;
   std::string tempDir_;
   std::vector<double> seconds_;
   int32_t formatThreads_;

@@ -35,13 +35,15 @@ void UffChannelRecord::Start(int32_t chan, const std::string& path) {
 bool UffChannelRecord::BeginChannel(int32_t chan, const std::string& path) {
   Start(chan, path);
   platform::File file = platform::File::OpenReadWrite(path_.c_str());
+  const int64_t base = file.IsOpen() ? file.Size() : -1;
   WriteLine("    -1");
   WriteLine("    58");
-  return WriteDatasetHeader(file);
+  QueueDatasetHeader();
+  valueCountOffset_ = base < 0 ? -1 : base + valueCountInLines_;
+  return FlushLinesTo(file);
 }
 
-bool UffChannelRecord::WriteDatasetHeader(platform::File& file) {
-  const int64_t base = file.IsOpen() ? file.Size() : -1;
+void UffChannelRecord::QueueDatasetHeader() {
   double lower = 0.0;
   double upper = 0.0;
   source_->GetChanRange(chan_, &lower, &upper);
@@ -61,7 +63,7 @@ bool UffChannelRecord::WriteDatasetHeader(platform::File& file) {
   WriteLine(FormatC("%5d%10d%5d%10d %-10s%10d%4d %-10s%10d%4d", 1, 0, 1, 0, "NONE", 1, 1, "NONE", 1, 1));
 
   // Record 7: real single-precision ordinates, the value count, spacing, abscissa start and step.
-  valueCountOffset_ = base + static_cast<int64_t>(PendingBytes()) + kValueCountColumn;
+  valueCountInLines_ = static_cast<int64_t>(PendingBytes()) + kValueCountColumn;
   const double rate = source_->GetPostTrigRate();
   const double increment = evenSpacing_ ? 1.0 / (rate == 0.0 ? 1.0 : rate) : 0.0;
   char numbers[3 * kMaxNumberChars];
@@ -77,7 +79,6 @@ bool UffChannelRecord::WriteDatasetHeader(platform::File& file) {
   WriteLine(FormatC(kAxisFormat, 0, 0, 0, 0, label.c_str(), units.c_str()));
   WriteLine(FormatC(kAxisFormat, 0, 0, 0, 0, "NONE", "NONE"));
   WriteLine(FormatC(kAxisFormat, 0, 0, 0, 0, "NONE", "NONE"));
-  return FlushLinesTo(file);
 }
 
 bool UffChannelRecord::AppendBlock(const UffBlock& block) {
@@ -120,7 +121,11 @@ bool UffChannelRecord::FinishChannel() {
 
 bool UffChannelRecord::CorrectDeclaredCounts(platform::File& file) {
   if (valuesWritten_ == declaredValues_) return true;
-  return RewriteCount(file, valueCountOffset_, kValueCountWidth, valuesWritten_);
+  return RewriteValueCount(file, valueCountOffset_);
+}
+
+bool UffChannelRecord::RewriteValueCount(platform::File& file, int64_t offset) const {
+  return RewriteCount(file, offset, kValueCountWidth, valuesWritten_);
 }
 
 bool UffChannelRecord::RewriteCount(platform::File& file, int64_t offset, int width, int64_t count) {

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "writer/uff/UffRecord.h"
@@ -30,29 +31,34 @@ class UffChannelRecord : public UffRecord {
   virtual bool AppendBlock(const UffBlock& block);
   // Ends an unfinished line, writes the end mark and corrects the declared number of values
   // when a scan range converted fewer scans than the acquisition holds.
-  bool FinishChannel();
+  virtual bool FinishChannel();
   // Appends the temporary file to output in chunks of 1 MiB.
   bool CopyInto(platform::File& output);
 
  protected:
   // Records the channel and its file, and whether the acquisition has no pre-trigger scans.
   void Start(int32_t chan, const std::string& path);
-  // Appends the five ID lines and records 6 to 11 to what is waiting, then flushes it all to
-  // file. Remembers where record 7 declares the number of values.
-  bool WriteDatasetHeader(platform::File& file);
+  // Appends the five ID lines and records 6 to 11 to what is waiting. Remembers where record 7
+  // declares the number of values, counted from the start of the waiting bytes.
+  void QueueDatasetHeader();
   // At least n bytes to format one block into; null when they cannot be had.
   char* ReserveBlockBytes(size_t n);
   // Appends bytes at the end of the temporary file.
   bool AppendToTempFile(const void* data, size_t n);
-  // Overwrites the declared counts with the number of values written.
-  virtual bool CorrectDeclaredCounts(platform::File& file);
+  // Overwrites record 7's declared count in the temporary file with the number of values written.
+  bool CorrectDeclaredCounts(platform::File& file);
+  // Overwrites record 7's count field at offset of file with the number of values written.
+  bool RewriteValueCount(platform::File& file, int64_t offset) const;
   // Overwrites a right-aligned count field of width characters at offset.
   static bool RewriteCount(platform::File& file, int64_t offset, int width, int64_t count);
+  // The end mark that closes every dataset.
+  static constexpr std::string_view kEndMark = "    -1\r\n";
 
   int32_t chan_ = 0;
   bool evenSpacing_ = true;
   int64_t declaredValues_ = 0;
   int64_t valuesWritten_ = 0;
+  int64_t valueCountInLines_ = -1;  // record 7's value count field within the queued header bytes
   std::string path_;
 
  private:

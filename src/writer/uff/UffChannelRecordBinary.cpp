@@ -15,20 +15,23 @@ constexpr int kByteCountWidth = 12;
 
 }  // namespace
 
-bool UffChannelRecordBinary::BeginChannel(int32_t chan, const std::string& path) {
-  Start(chan, path);
-  platform::File file = platform::File::CreateExclusive(path_.c_str());
-  const int64_t base = file.IsOpen() ? file.Size() : -1;
+int64_t UffChannelRecordBinary::Place(int32_t chan, platform::File& output, int64_t offset, int64_t capacity) {
+  Start(chan, std::string());
+  output_ = &output;
+  start_ = offset;
   WriteLine("    -1");
-  byteCountOffset_ = base + static_cast<int64_t>(PendingBytes()) + kByteCountColumn;
+  byteCountInHeader_ = static_cast<int64_t>(PendingBytes()) + kByteCountColumn;
   WriteLine(FormatC("%6db%6d%6d%12d%12lld%6d%6d%12d%12d", 58, 1, 2, 11,
                     static_cast<long long>(declaredValues_ * BytesPerValue()), 0, 0, 0, 0));
-  return WriteDatasetHeader(file);
+  QueueDatasetHeader();
+  headerBytes_ = static_cast<int64_t>(PendingBytes());
+  if (!FlushLinesAt(output, offset)) return -1;
+  return offset + BytesFor(capacity);
 }
 
 bool UffChannelRecordBinary::AppendBlock(const UffBlock& block) {
   if (block.scans <= 0) return true;
-  if (!evenSpacing_ && block.seconds == nullptr) return false;
+  if (output_ == nullptr || (!evenSpacing_ && block.seconds == nullptr)) return false;
   const size_t needed = static_cast<size_t>(block.scans * BytesPerValue());
   char* const start = ReserveBlockBytes(needed);
   if (start == nullptr) return false;
@@ -42,14 +45,32 @@ bool UffChannelRecordBinary::AppendBlock(const UffBlock& block) {
     le::PutF32(out, static_cast<float>(*value));
     out += 4;
   }
+  const int64_t at = start_ + BytesWritten();
   valuesWritten_ += block.scans;
-  return AppendToTempFile(start, needed);
+  return output_->WriteAt(static_cast<uint64_t>(at), start, needed);
 }
 
-bool UffChannelRecordBinary::CorrectDeclaredCounts(platform::File& file) {
+bool UffChannelRecordBinary::FinishChannel() {
+  if (output_ == nullptr) return false;
+  if (!output_->WriteAt(static_cast<uint64_t>(start_ + BytesWritten()), kEndMark.data(), kEndMark.size())) return false;
+  finished_ = true;
   if (valuesWritten_ == declaredValues_) return true;
-  return UffChannelRecord::CorrectDeclaredCounts(file) &&
-         RewriteCount(file, byteCountOffset_, kByteCountWidth, valuesWritten_ * BytesPerValue());
+  return RewriteValueCount(*output_, start_ + valueCountInLines_) &&
+         RewriteCount(*output_, start_ + byteCountInHeader_, kByteCountWidth, valuesWritten_ * BytesPerValue());
+}
+
+int64_t UffChannelRecordBinary::BytesFor(int64_t capacity) const {
+  return headerBytes_ + capacity * BytesPerValue() + static_cast<int64_t>(kEndMark.size());
+}
+
+int64_t UffChannelRecordBinary::BytesWritten() const {
+  return headerBytes_ + valuesWritten_ * BytesPerValue() + (finished_ ? static_cast<int64_t>(kEndMark.size()) : 0);
+}
+
+bool UffChannelRecordBinary::MoveTo(int64_t offset) {
+  if (output_ == nullptr || !MoveWithinFile(*output_, start_, offset, BytesWritten())) return false;
+  start_ = offset;
+  return true;
 }
 
 }  // namespace travune

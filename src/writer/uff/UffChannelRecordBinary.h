@@ -1,8 +1,10 @@
-// Dataset 58 of one channel in the binary form: the header line declares little-endian IEEE
-// floats and their byte count, and the values follow the text records as 32-bit floats.
+// Dataset 58 of one channel in the binary form, written in place in the output file: the header
+// line declares little-endian IEEE floats and their byte count, and the values follow the text
+// records as 32-bit floats. The record has room for a planned number of values and is moved
+// when the writer changes that room.
 #pragma once
 
-#include <string>
+#include <cstdint>
 
 #include "writer/uff/UffChannelRecord.h"
 
@@ -12,18 +14,32 @@ class UffChannelRecordBinary : public UffChannelRecord {
  public:
   UffChannelRecordBinary(SrcFmt* source, char decimalMark) : UffChannelRecord(source, decimalMark) {}
 
-  // Creates the channel's temporary file at path (which must not exist yet) with the header.
-  bool BeginChannel(int32_t chan, const std::string& path) override;
-  // Appends the channel's values as floats, each preceded by its time without even spacing.
+  // Writes the channel's header at offset of output, followed by room for capacity values and
+  // the end mark. Returns the offset just past that room, or -1 when the header was not written.
+  int64_t Place(int32_t chan, platform::File& output, int64_t offset, int64_t capacity);
+  // Writes the channel's values as floats after those already placed, each preceded by its time
+  // without even spacing. The writer has made room for them.
   bool AppendBlock(const UffBlock& block) override;
+  // Writes the end mark after the last value and corrects the declared counts when fewer values
+  // than the acquisition holds were written.
+  bool FinishChannel() override;
 
- protected:
-  bool CorrectDeclaredCounts(platform::File& file) override;
+  int64_t Offset() const { return start_; }
+  // Bytes a record with room for capacity values takes, end mark included.
+  int64_t BytesFor(int64_t capacity) const;
+  // Bytes written so far: header, values and, once finished, the end mark.
+  int64_t BytesWritten() const;
+  // Moves the bytes written so far to offset of the output file.
+  bool MoveTo(int64_t offset);
 
  private:
   int64_t BytesPerValue() const { return evenSpacing_ ? 4 : 8; }
 
-  int64_t byteCountOffset_ = -1;  // the header line's byte count field in the temporary file
+  platform::File* output_ = nullptr;
+  int64_t start_ = -1;             // where the record starts in the output file
+  int64_t headerBytes_ = 0;
+  int64_t byteCountInHeader_ = -1;  // the header line's byte count field, from the record's start
+  bool finished_ = false;
 };
 
 }  // namespace travune

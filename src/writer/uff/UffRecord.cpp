@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
+#include <new>
 
 #include "support/NumberText.h"
 
@@ -27,6 +29,8 @@ FormShape ShapeOf(UffNumberForm form) {
 constexpr const char* kMonthNames[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                          "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 constexpr size_t kLineEndBytes = 2;
+// Records moved inside a file go in chunks of 1 MiB.
+constexpr int64_t kMoveChunk = int64_t{1} << 20;
 constexpr size_t kPaddedLineChars = 80;
 constexpr uint64_t kTicksPerSecond = 10000000;
 constexpr uint64_t kSecondsPerDayInt = 86400;
@@ -79,6 +83,12 @@ bool UffRecord::FlushLinesTo(platform::File& file) {
   return written;
 }
 
+bool UffRecord::FlushLinesAt(platform::File& file, int64_t offset) {
+  const bool written = offset >= 0 && file.WriteAt(static_cast<uint64_t>(offset), lines_.data(), lines_.size());
+  lines_.clear();
+  return written;
+}
+
 std::string PadTo80(std::string text) {
   if (text.size() < kPaddedLineChars) text.append(kPaddedLineChars - text.size(), ' ');
   return text;
@@ -87,6 +97,27 @@ std::string PadTo80(std::string text) {
 bool AppendToFile(platform::File& file, const void* data, size_t n) {
   const int64_t end = file.Size();
   return end >= 0 && file.WriteAt(static_cast<uint64_t>(end), data, n);
+}
+
+bool MoveWithinFile(platform::File& file, int64_t from, int64_t to, int64_t bytes) {
+  if (from < 0 || to < 0 || bytes < 0) return false;
+  if (from == to || bytes == 0) return true;
+  const size_t chunkBytes = static_cast<size_t>(std::min(bytes, kMoveChunk));
+  const std::unique_ptr<char[]> chunk(new (std::nothrow) char[chunkBytes]);
+  if (!chunk) return false;
+  // Moving towards the end, the last chunk goes first, so that no chunk overwrites bytes that
+  // have still to move; towards the start, the first.
+  const bool backwards = to > from;
+  for (int64_t done = 0; done < bytes;) {
+    const int64_t n = std::min<int64_t>(bytes - done, static_cast<int64_t>(chunkBytes));
+    const int64_t at = backwards ? bytes - done - n : done;
+    if (!file.ReadAt(static_cast<uint64_t>(from + at), chunk.get(), static_cast<size_t>(n)) ||
+        !file.WriteAt(static_cast<uint64_t>(to + at), chunk.get(), static_cast<size_t>(n))) {
+      return false;
+    }
+    done += n;
+  }
+  return true;
 }
 
 SystemTime FileTimeToSystemTime(uint32_t low, uint32_t high) {

@@ -44,6 +44,8 @@ class UffRecord {
   // Appends the waiting lines at the end of file and forgets them; false when the file is not
   // open or the write failed.
   bool FlushLinesTo(platform::File& file);
+  // Writes the waiting lines at offset of file and forgets them.
+  bool FlushLinesAt(platform::File& file, int64_t offset);
 
   SrcFmt* source_;
   char decimalMark_;
@@ -56,6 +58,8 @@ class UffRecord {
 std::string PadTo80(std::string text);
 // Appends n bytes at the current end of file; false unless all were written.
 bool AppendToFile(platform::File& file, const void* data, size_t n);
+// Moves bytes bytes of file from offset from to offset to; the two ranges may overlap.
+bool MoveWithinFile(platform::File& file, int64_t from, int64_t to, int64_t bytes);
 // A file time (100-ns ticks since 1 January 1601, universal time) as calendar fields, whole
 // seconds (the fraction is dropped, not rounded).
 SystemTime FileTimeToSystemTime(uint32_t low, uint32_t high);

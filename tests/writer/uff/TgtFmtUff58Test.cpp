@@ -171,6 +171,36 @@ TEST_F(UffWriterTest, BinaryFileDeclaresItsBytesAndHoldsLittleEndianFloats) {
   }
 }
 
+// Binary records are placed in the output with room for the scans announced at the start and
+// moved when more or fewer come: the file must not show it. Four channels, so that records
+// move past records that have still to move.
+TEST_F(UffWriterTest, BinaryRecordsGiveTheSameFileWhateverScanCountWasAnnounced) {
+  const std::vector<FakeChannel> channels = {
+      {"A", "V", -1.0, 1.0}, {"B", "V", -1.0, 1.0}, {"C", "V", -1.0, 1.0}, {"D", "V", -1.0, 1.0}};
+  for (const int64_t preTrig : {0, 1}) {
+    FakeSource source(channels, kTenScans);  // 5 scans of 4 channels
+    source.SetRates(1000.0, 1000.0);
+    source.SetPreTrigCount(preTrig);
+    source.SetFileInfo("acq.DSC", "acq.bin", nullptr, nullptr);
+    TgtFmtUff58Binary exact(&source, WriterContext{});
+    const std::string expected = testing::RunWriter(exact, Path("exact.unv"), "", 5, 0, 5, 2).data;
+    const UffContents contents = ReadUff(Path("exact.unv"));
+    ASSERT_TRUE(contents.ok) << contents.error;
+    ASSERT_EQ(contents.channels.size(), 4u);
+    for (size_t chan = 0; chan < 4; ++chan) {
+      ASSERT_EQ(contents.channels[chan].values.size(), 5u);
+      for (size_t scan = 0; scan < 5; ++scan) {
+        EXPECT_EQ(contents.channels[chan].values[scan], static_cast<float>(kTenScans[4 * scan + chan]));
+      }
+    }
+    for (const int64_t announced : {0, 1, 3, 12}) {
+      SCOPED_TRACE(::testing::Message() << "pre-trigger " << preTrig << ", announced " << announced);
+      TgtFmtUff58Binary writer(&source, WriterContext{});
+      EXPECT_EQ(testing::RunWriter(writer, Path("moved.unv"), "", announced, 0, 5, 2).data, expected);
+    }
+  }
+}
+
 TEST_F(UffWriterTest, DecimalCommaReachesEveryNumber) {
   auto source = TwoChannels(0);
   WriterContext context;
@@ -260,7 +290,7 @@ TEST_F(UffWriterTest, NoTemporaryFileOutlivesTheWriter) {
   // A temporary-files directory that cannot be used fails the conversion instead of losing
   // the channels.
   setenv("TMPDIR", Path("missing").c_str(), 1);
-  TgtFmtUff58Binary writer(source.get(), WriterContext{});
+  TgtFmtUff58Ascii writer(source.get(), WriterContext{});
   platform::File data = platform::File::Create(Path("failed.unv").c_str());
   EXPECT_FALSE(writer.PreConvert(Path("failed.unv").c_str(), &data, nullptr, 10));
   std::vector<uint8_t> area(300);

@@ -75,9 +75,9 @@ TEST_F(Uff58Conversion, AFailedConversionLeavesNoTemporaryFile) {
   EXPECT_EQ(scratch_.TempFilesLeft(), 0);
   // A source released in the middle of a conversion finishes the writer and its files too.
   ASSERT_GE(cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), kMorvane.type), 0);
-  ASSERT_EQ(cvtInitDataFileEx(Path("open.unv").c_str(), Path("open.unv").c_str(), TRAVUNE_FMT_UFF58_BINARY, 0), 0);
+  ASSERT_EQ(cvtInitDataFileEx(Path("open.unv").c_str(), Path("open.unv").c_str(), TRAVUNE_FMT_UFF58_ASCII, 0), 0);
   EXPECT_GT(scratch_.TempFilesLeft(), 0);
-  EXPECT_GE(cvtConvertBinData(TRAVUNE_FMT_UFF58_BINARY), 0);
+  EXPECT_GE(cvtConvertBinData(TRAVUNE_FMT_UFF58_ASCII), 0);
   cvtReleaseResources();
   EXPECT_EQ(scratch_.TempFilesLeft(), 0);
 }

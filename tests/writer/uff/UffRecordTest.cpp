@@ -1,9 +1,14 @@
-// UFF number fields (exact widths, two exponent digits, decimal mark, exponent letter) and the
-// dates of dataset 151 and dataset 58 from file times and calendar fields.
+// UFF number fields (exact widths, two exponent digits, decimal mark, exponent letter), the
+// dates of dataset 151 and dataset 58 from file times and calendar fields, and moves of records
+// inside a file.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <limits>
 #include <string>
+#include <vector>
+
+#include "api/ApiTestKit.h"
 
 #include "support/NumberText.h"
 #include "writer/uff/UffRecord.h"
@@ -78,6 +83,29 @@ TEST(UffRecord, DatesFromFileTimesAndCalendarFields) {
     SCOPED_TRACE(c.expected);
     const SystemTime time = FileTimeToSystemTime(static_cast<uint32_t>(c.ticks), static_cast<uint32_t>(c.ticks >> 32));
     EXPECT_EQ(UffRecord::FormatDate(time), c.expected);
+  }
+}
+
+// Moves of several megabytes, longer than the distance moved, in both directions: the result is
+// what memmove gives in memory.
+TEST(UffRecord, MovesWithinAFileAsMemmoveDoes) {
+  struct Move {
+    int64_t from, to, bytes;
+  };
+  constexpr int64_t kMiB = int64_t{1} << 20;
+  const Move moves[] = {{0, 1000, 3 * kMiB}, {1000, 0, 3 * kMiB}, {5, 2 * kMiB + 3, kMiB + 7}, {7, 7, kMiB}};
+  apitest::ScratchDir dir;
+  for (const Move& move : moves) {
+    SCOPED_TRACE(::testing::Message() << move.from << " -> " << move.to << ", " << move.bytes << " bytes");
+    std::vector<char> expected(static_cast<size_t>(4 * kMiB));
+    for (size_t i = 0; i < expected.size(); ++i) expected[i] = static_cast<char>(i * 2654435761u >> 24);
+    platform::File file = platform::File::Create(dir.File("move").c_str());
+    ASSERT_TRUE(file.WriteAt(0, expected.data(), expected.size()));
+    std::memmove(expected.data() + move.to, expected.data() + move.from, static_cast<size_t>(move.bytes));
+    ASSERT_TRUE(MoveWithinFile(file, move.from, move.to, move.bytes));
+    std::vector<char> actual(expected.size());
+    ASSERT_TRUE(file.ReadAt(0, actual.data(), actual.size()));
+    EXPECT_TRUE(actual == expected);
   }
 }
 
