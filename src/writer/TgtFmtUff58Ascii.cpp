@@ -19,6 +19,9 @@ namespace {
 // (two when each value carries its time) in the binary form.
 constexpr int64_t kTextBytesPerValue = 15;
 constexpr int64_t kFloatBytes = 4;
+// Scans whose values (scaled to doubles, every channel) stay in the cache while a group of
+// channels encodes them: 64 KiB for 16 channels.
+constexpr int64_t kScansPerEncodingStep = 512;
 
 }  // namespace
 
@@ -93,9 +96,19 @@ int64_t TgtFmtUff58Ascii::ConvertDataBlock(int64_t scans, OutputArea&, int64_t f
 }
 
 bool TgtFmtUff58Ascii::AppendToChannels(const UffBlock& block, size_t first, size_t last) {
-  bool appended = true;
-  for (size_t i = first; appended && i < last; ++i) appended = channels_[i]->AppendBlock(block);
-  return appended;
+  for (size_t i = first; i < last; ++i) {
+    if (!channels_[i]->BeginBlock(block)) return false;
+  }
+  // Scan range by scan range, so that each range's values serve every channel of the group
+  // from the cache instead of the whole block being read again for every channel.
+  for (int64_t from = 0; from < block.scans; from += kScansPerEncodingStep) {
+    const int64_t to = std::min(block.scans, from + kScansPerEncodingStep);
+    for (size_t i = first; i < last; ++i) channels_[i]->EncodeScans(block, from, to);
+  }
+  for (size_t i = first; i < last; ++i) {
+    if (!channels_[i]->EndBlock()) return false;
+  }
+  return true;
 }
 
 const double* TgtFmtUff58Ascii::SecondsOfBlock(int64_t firstScan, int64_t scans) {

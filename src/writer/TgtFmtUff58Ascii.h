@@ -49,7 +49,7 @@ class TgtFmtUff58Ascii : public TgtFmt {
  private:
   // Each scan's time relative to the trigger in seconds, for the block; null without memory.
   const double* SecondsOfBlock(int64_t firstScan, int64_t scans);
-  // Appends the block to the temporary files of channels [first, last); false on a failure.
+  // Appends the block to the records of channels [first, last); false on a failure.
   bool AppendToChannels(const UffBlock& block, size_t first, size_t last);
   void RemoveTempFiles();
 

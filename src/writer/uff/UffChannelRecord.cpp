@@ -81,15 +81,16 @@ void UffChannelRecord::QueueDatasetHeader() {
   WriteLine(FormatC(kAxisFormat, 0, 0, 0, 0, "NONE", "NONE"));
 }
 
-bool UffChannelRecord::AppendBlock(const UffBlock& block) {
-  if (block.scans <= 0) return true;
+bool UffChannelRecord::BeginBlock(const UffBlock& block) {
   if (!evenSpacing_ && block.seconds == nullptr) return false;
-  char* const start = ReserveBlockBytes(static_cast<size_t>(block.scans) * kMaxTextPerScan);
-  if (start == nullptr) return false;
+  return ReserveBlockBytes(static_cast<size_t>(std::max<int64_t>(0, block.scans)) * kMaxTextPerScan);
+}
+
+void UffChannelRecord::EncodeScans(const UffBlock& block, int64_t from, int64_t to) {
   const int perLine = evenSpacing_ ? kValuesPerLine : kPairsPerLine;
-  char* out = start;
-  const double* value = block.values + chan_;
-  for (int64_t scan = 0; scan < block.scans; ++scan, value += block.chans) {
+  char* out = EncodedEnd();
+  const double* value = block.values + from * block.chans + chan_;
+  for (int64_t scan = from; scan < to; ++scan, value += block.chans) {
     if (!evenSpacing_) out = AppendNumber(out, UffNumberForm::kNarrow, block.seconds[scan], decimalMark_);
     out = AppendNumber(out, UffNumberForm::kNarrow, *value, decimalMark_);
     if (++valuesOnLine_ == perLine) {
@@ -98,17 +99,20 @@ bool UffChannelRecord::AppendBlock(const UffBlock& block) {
       valuesOnLine_ = 0;
     }
   }
-  valuesWritten_ += block.scans;
-  return AppendToTempFile(start, static_cast<size_t>(out - start));
+  EncodedUpTo(out);
+  valuesWritten_ += to - from;
 }
 
-char* UffChannelRecord::ReserveBlockBytes(size_t n) {
+bool UffChannelRecord::EndBlock() { return EncodedBytes() == 0 || AppendToTempFile(Encoded(), EncodedBytes()); }
+
+bool UffChannelRecord::ReserveBlockBytes(size_t n) {
+  encodedBytes_ = 0;
   try {
     if (blockBytes_.size() < n) blockBytes_.resize(n);
   } catch (const std::bad_alloc&) {
-    return nullptr;
+    return false;
   }
-  return blockBytes_.data();
+  return true;
 }
 
 bool UffChannelRecord::FinishChannel() {

@@ -27,8 +27,14 @@ class UffChannelRecord : public UffRecord {
   // Takes the channel and its temporary file, which already holds the channel's qualifiers,
   // and appends the dataset header. False when the file could not be opened or written.
   virtual bool BeginChannel(int32_t chan, const std::string& path);
-  // Appends the channel's values of the block (with their times without even spacing).
-  virtual bool AppendBlock(const UffBlock& block);
+  // A block's values go in three steps, so that a writer can encode the channels of a group
+  // scan range by scan range while the range's values are in the cache. BeginBlock makes room
+  // for the block's bytes (false without memory, or without times when the spacing is uneven);
+  // EncodeScans encodes the channel's values of scans [from, to) (with their times without even
+  // spacing) after those encoded before; EndBlock writes what the block encoded.
+  virtual bool BeginBlock(const UffBlock& block);
+  virtual void EncodeScans(const UffBlock& block, int64_t from, int64_t to);
+  virtual bool EndBlock();
   // Ends an unfinished line, writes the end mark and corrects the declared number of values
   // when a scan range converted fewer scans than the acquisition holds.
   virtual bool FinishChannel();
@@ -41,8 +47,14 @@ class UffChannelRecord : public UffRecord {
   // Appends the five ID lines and records 6 to 11 to what is waiting. Remembers where record 7
   // declares the number of values, counted from the start of the waiting bytes.
   void QueueDatasetHeader();
-  // At least n bytes to format one block into; null when they cannot be had.
-  char* ReserveBlockBytes(size_t n);
+  // Makes room for n bytes of one block's encoding and starts it empty; false without memory.
+  bool ReserveBlockBytes(size_t n);
+  // Where the block's encoding goes on.
+  char* EncodedEnd() { return blockBytes_.data() + encodedBytes_; }
+  // Takes the encoding up to end as done.
+  void EncodedUpTo(const char* end) { encodedBytes_ = static_cast<size_t>(end - blockBytes_.data()); }
+  const char* Encoded() const { return blockBytes_.data(); }
+  size_t EncodedBytes() const { return encodedBytes_; }
   // Appends bytes at the end of the temporary file.
   bool AppendToTempFile(const void* data, size_t n);
   // Overwrites record 7's declared count in the temporary file with the number of values written.
@@ -65,6 +77,7 @@ class UffChannelRecord : public UffRecord {
   int64_t valueCountOffset_ = -1;  // record 7's value count field in the temporary file
   int32_t valuesOnLine_ = 0;       // values (or pairs) on the unfinished line; carries across blocks
   std::vector<char> blockBytes_;   // one block's text or floats, reused from block to block
+  size_t encodedBytes_ = 0;        // of blockBytes_, encoded so far
 };
 
 }  // namespace travune

@@ -2,6 +2,8 @@
 // (IEEE 754), 11 text lines, then the floats and the end mark right after the last byte.
 #include "writer/uff/UffChannelRecordBinary.h"
 
+#include <algorithm>
+
 #include "support/LittleEndian.h"
 #include "support/NumberText.h"
 
@@ -29,15 +31,16 @@ int64_t UffChannelRecordBinary::Place(int32_t chan, platform::File& output, int6
   return offset + BytesFor(capacity);
 }
 
-bool UffChannelRecordBinary::AppendBlock(const UffBlock& block) {
-  if (block.scans <= 0) return true;
+bool UffChannelRecordBinary::BeginBlock(const UffBlock& block) {
   if (output_ == nullptr || (!evenSpacing_ && block.seconds == nullptr)) return false;
-  const size_t needed = static_cast<size_t>(block.scans * BytesPerValue());
-  char* const start = ReserveBlockBytes(needed);
-  if (start == nullptr) return false;
-  char* out = start;
-  const double* value = block.values + chan_;
-  for (int64_t scan = 0; scan < block.scans; ++scan, value += block.chans) {
+  blockFirstValue_ = valuesWritten_;
+  return ReserveBlockBytes(static_cast<size_t>(std::max<int64_t>(0, block.scans) * BytesPerValue()));
+}
+
+void UffChannelRecordBinary::EncodeScans(const UffBlock& block, int64_t from, int64_t to) {
+  char* out = EncodedEnd();
+  const double* value = block.values + from * block.chans + chan_;
+  for (int64_t scan = from; scan < to; ++scan, value += block.chans) {
     if (!evenSpacing_) {
       le::PutF32(out, static_cast<float>(block.seconds[scan]));
       out += 4;
@@ -45,9 +48,13 @@ bool UffChannelRecordBinary::AppendBlock(const UffBlock& block) {
     le::PutF32(out, static_cast<float>(*value));
     out += 4;
   }
-  const int64_t at = start_ + BytesWritten();
-  valuesWritten_ += block.scans;
-  return output_->WriteAt(static_cast<uint64_t>(at), start, needed);
+  EncodedUpTo(out);
+  valuesWritten_ += to - from;
+}
+
+bool UffChannelRecordBinary::EndBlock() {
+  const int64_t at = start_ + headerBytes_ + blockFirstValue_ * BytesPerValue();
+  return EncodedBytes() == 0 || output_->WriteAt(static_cast<uint64_t>(at), Encoded(), EncodedBytes());
 }
 
 bool UffChannelRecordBinary::FinishChannel() {

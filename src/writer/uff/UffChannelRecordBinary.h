@@ -17,9 +17,11 @@ class UffChannelRecordBinary : public UffChannelRecord {
   // Writes the channel's header at offset of output, followed by room for capacity values and
   // the end mark. Returns the offset just past that room, or -1 when the header was not written.
   int64_t Place(int32_t chan, platform::File& output, int64_t offset, int64_t capacity);
-  // Writes the channel's values as floats after those already placed, each preceded by its time
-  // without even spacing. The writer has made room for them.
-  bool AppendBlock(const UffBlock& block) override;
+  // The channel's values as floats, each preceded by its time without even spacing, written
+  // after those already placed. The writer has made room for them.
+  bool BeginBlock(const UffBlock& block) override;
+  void EncodeScans(const UffBlock& block, int64_t from, int64_t to) override;
+  bool EndBlock() override;
   // Writes the end mark after the last value and corrects the declared counts when fewer values
   // than the acquisition holds were written.
   bool FinishChannel() override;
@@ -39,6 +41,7 @@ class UffChannelRecordBinary : public UffChannelRecord {
   int64_t start_ = -1;             // where the record starts in the output file
   int64_t headerBytes_ = 0;
   int64_t byteCountInHeader_ = -1;  // the header line's byte count field, from the record's start
+  int64_t blockFirstValue_ = 0;     // values placed before the block being encoded
   bool finished_ = false;
 };
 
