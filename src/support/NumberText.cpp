@@ -107,10 +107,24 @@ int EstimateDecimalExponent(double magnitude) {
   return static_cast<int>(std::floor(binaryExponent * 0.30102999566398120));
 }
 
+// "00" to "99": two decimal digits per step.
+constexpr char kDigitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+// Writes the count decimal digits of value (fewer than 10^count), leading zeros included,
+// into text[0 .. count).
+void PutDigits(char* text, uint32_t value, int count) {
+  for (; count >= 2; count -= 2, value /= 100) std::memcpy(text + count - 2, kDigitPairs + 2 * (value % 100), 2);
+  if (count == 1) text[0] = static_cast<char>('0' + value % 10);
+}
+
 // Writes "d.ddd" for the precision + 1 digits of digits (precision 0: "d").
 char* AppendDigitsWithPoint(char* out, uint64_t digits, int precision, char mark) {
+  // precision + 1 <= 9 digits: below 10^9, so 32 bits hold them.
   char text[kMaxFastPrecision + 1];
-  for (int i = precision; i >= 0; --i, digits /= 10) text[i] = static_cast<char>('0' + digits % 10);
+  PutDigits(text, static_cast<uint32_t>(digits), precision + 1);
   *out++ = text[0];
   if (precision == 0) return out;
   *out++ = mark;
@@ -122,12 +136,11 @@ char* AppendDigitsWithPoint(char* out, uint64_t digits, int precision, char mark
 char* AppendExponent(char* out, int exponent, int expDigits, char expLetter) {
   *out++ = expLetter;
   *out++ = exponent < 0 ? '-' : '+';
-  unsigned magnitude = static_cast<unsigned>(exponent < 0 ? -exponent : exponent);
-  char text[kMaxExpDigits];
-  int count = 0;
-  for (; magnitude != 0 || count < expDigits; magnitude /= 10) text[count++] = static_cast<char>('0' + magnitude % 10);
-  while (count > 0) *out++ = text[--count];
-  return out;
+  // A double's decimal exponent has at most three digits.
+  const unsigned magnitude = static_cast<unsigned>(exponent < 0 ? -exponent : exponent);
+  const int count = std::max(expDigits, magnitude >= 100 ? 3 : (magnitude >= 10 ? 2 : 1));
+  PutDigits(out, magnitude, count);
+  return out + count;
 }
 
 // "%.*e" of a finite value without to_chars when the rounding is certain: the digits come
