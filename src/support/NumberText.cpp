@@ -122,14 +122,14 @@ void PutDigits(char* text, uint32_t value, int count) {
 
 // Writes "d.ddd" for the precision + 1 digits of digits (precision 0: "d").
 char* AppendDigitsWithPoint(char* out, uint64_t digits, int precision, char mark) {
-  // precision + 1 <= 9 digits: below 10^9, so 32 bits hold them.
-  char text[kMaxFastPrecision + 1];
-  PutDigits(text, static_cast<uint32_t>(digits), precision + 1);
-  *out++ = text[0];
-  if (precision == 0) return out;
-  *out++ = mark;
-  std::memcpy(out, text + 1, static_cast<size_t>(precision));
-  return out + precision;
+  // precision + 1 <= 9 digits: below 10^9, so 32 bits hold them. They go one place to the
+  // right, and the first moves back in front of the mark (no copy through a buffer, whose
+  // wide reads of narrow stores would stall).
+  PutDigits(out + 1, static_cast<uint32_t>(digits), precision + 1);
+  out[0] = out[1];
+  if (precision == 0) return out + 1;
+  out[1] = mark;
+  return out + precision + 2;
 }
 
 // Writes the exponent letter, its sign and at least expDigits (two or more) digits.
