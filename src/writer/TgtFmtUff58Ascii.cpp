@@ -83,7 +83,8 @@ int64_t TgtFmtUff58Ascii::ConvertDataBlock(int64_t scans, OutputArea&, int64_t f
   if (!evenSpacing_) block.seconds = SecondsOfBlock(firstScan, scans);
   bool appended = block.values != nullptr && (evenSpacing_ || block.seconds != nullptr) && ReserveScans(scans);
   if (appended) {
-    // Every channel has its own record and temporary file: groups of channels are independent.
+    // Every channel has its own record (and, in text, its own file): groups of channels are
+    // independent.
     std::array<bool, ParallelChunks::kMaxChunks> chunkAppended{};
     const size_t chunks = std::min(channels_.size(), ParallelChunks::ChunksFor(scans * block.chans, formatThreads_));
     ParallelChunks::Run(channels_.size(), chunks, [&](size_t chunk, size_t first, size_t last) {
