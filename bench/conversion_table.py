@@ -168,8 +168,10 @@ def timed(fn, *args):
     return time.perf_counter() - start
 
 
-def copy_times(reference, scratch):
-    """Seconds of cp, cat and dd copying reference (in the page cache) to scratch."""
+def copy_times(reference, scratch, runs):
+    """Best seconds of runs copies of reference (in the page cache) to a fresh scratch by cp, cat
+    and dd: the same best-of as the conversions, since one copy of a file of several GB into
+    tmpfs can take several times as long as the next while the kernel reclaims memory."""
     warm(reference)
     results = []
     for argv, shell in (
@@ -177,10 +179,14 @@ def copy_times(reference, scratch):
         (f"cat '{reference}' > '{scratch}'", True),
         (["dd", f"if={reference}", f"of={scratch}", "bs=1M", "status=none"], False),
     ):
-        start = time.perf_counter()
-        subprocess.run(argv, shell=shell, check=True)
-        results.append(time.perf_counter() - start)
-        os.remove(scratch)
+        best = None
+        for _ in range(runs):
+            start = time.perf_counter()
+            subprocess.run(argv, shell=shell, check=True)
+            seconds = time.perf_counter() - start
+            os.remove(scratch)
+            best = seconds if best is None else min(best, seconds)
+        results.append(best)
     return results
 
 
@@ -203,7 +209,7 @@ def measure_source(tool, acq, formats, runs, work_dir, kind_of_format):
 
         seconds, rss = best_of(runs, convert)
         out_bytes = dir_bytes(out_dir)
-        cp, cat, dd = copy_times(largest_file(out_dir), scratch)
+        cp, cat, dd = copy_times(largest_file(out_dir), scratch, runs)
         remove_dir_contents(out_dir)
         per_value = out_bytes / acq.samples()
         text = kind_of_format != "binary"
@@ -283,13 +289,14 @@ def write_results(path, rows, linear, settings):
         "Written by `bench/conversion_table.py` (`make bench`); the analysis below the generated part is",
         "kept by hand. Conversions run `travune convert` (the handle API) into a fresh directory,",
         "best of the runs; cp, cat and dd copy the conversion's largest output file (warm in the page",
-        "cache) once; numpy reads the raw data in chunks of 2^18 scans, scales each column",
+        "cache) into a fresh file, best of as many runs; numpy reads the raw data in chunks of 2^18",
+        "scans, scales each column",
         "(m·x + b) and writes the same number of values (float32, float64 or int16, as the format's",
         "bytes per value) with `tofile`, or `savetxt` with `% .4e` for text. × cp = cp's seconds over",
         "the conversion's (above 1: faster than cp). Targets: binary ≥ 0.5 × cp and > 1 × numpy; text",
         "≥ 10 × numpy. Inputs are read warm from the page cache, outputs go to tmpfs, so nothing waits",
-        "for the disk. Other work (four other developers' builds and tests) shared the machine's two",
-        "cores during the run: ratios taken in the same run are what counts, not the absolute figures.",
+        "for the disk. The machine may be shared with other work: ratios taken in the same run are",
+        "what counts, not the absolute figures.",
         "",
         f"Machine: {machine()}.",
         f"Settings: {settings}.",
