@@ -32,7 +32,9 @@ TgtFmtUff58Ascii::TgtFmtUff58Ascii(SrcFmt* source, const WriterContext& context,
     : TgtFmt(source),
       header_(source, context.decimalMark),
       units_(source, context.decimalMark, form == DataForm::kBinary),
-      formatThreads_(context.formatThreads) {
+      // Binary records are encoded at copying speed, and writers on several threads would
+      // contend for the output file's lock: only text is worth the threads.
+      formatThreads_(form == DataForm::kText ? context.formatThreads : 1) {
   const int32_t chans = source->GetNumChans();
   if (form == DataForm::kText) qualifiers_ = std::make_unique<UffQualifierRecord>(source, context.decimalMark);
   for (int32_t chan = 0; chan < chans; ++chan) {
