@@ -90,14 +90,49 @@ constexpr int kMaxExactPowerOfTen = 22;
 constexpr double kExactPowersOfTen[kMaxExactPowerOfTen + 1] = {
     1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
     1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-// The scaled value is within 1e9 * 2^-53 (about 1.1e-7) of the exact product; a fraction
-// closer than this to one half may round either way and is left to to_chars.
-constexpr double kTieMargin = 1e-6;
 
 // |value| * 10^shift in one rounding, or a negative number when the power is not exact.
 double ScaleByPowerOfTen(double magnitude, int shift) {
   if (shift > kMaxExactPowerOfTen || shift < -kMaxExactPowerOfTen) return -1.0;
   return shift >= 0 ? magnitude * kExactPowersOfTen[shift] : magnitude / kExactPowersOfTen[-shift];
+}
+
+// a * b as hi + lo exactly, hi being the rounded product (Dekker's product: each factor split
+// into halves of 26 and 27 bits whose products are exact; no fused multiply-add is assumed, and
+// the build keeps the compiler from contracting these steps into one).
+struct ExactProduct {
+  double hi;
+  double lo;
+};
+
+ExactProduct MultiplyExactly(double a, double b) {
+  constexpr double kSplitter = 134217729.0;  // 2^27 + 1
+  const auto split = [](double x, double* high, double* low) {
+    const double c = kSplitter * x;
+    *high = c - (c - x);
+    *low = x - *high;
+  };
+  double aHigh, aLow, bHigh, bLow;
+  split(a, &aHigh, &aLow);
+  split(b, &bHigh, &bLow);
+  const double hi = a * b;
+  const double lo = ((aHigh * bHigh - hi) + aHigh * bLow + aLow * bHigh) + aLow * bLow;
+  return {hi, lo};
+}
+
+// Where the exact magnitude * 10^shift lies against scaled, its once-rounded value: 1 above,
+// -1 below, 0 on it. Magnitudes and shifts are those of the fast path, far from overflow and
+// underflow.
+int SideOfExactScaling(double magnitude, int shift, double scaled) {
+  if (shift >= 0) {
+    const double lo = MultiplyExactly(magnitude, kExactPowersOfTen[shift]).lo;
+    return lo > 0.0 ? 1 : (lo < 0.0 ? -1 : 0);
+  }
+  // The quotient lies above scaled when magnitude exceeds scaled * 10^-shift; magnitude - hi
+  // is exact, the two being within a factor of two of each other.
+  const ExactProduct back = MultiplyExactly(scaled, kExactPowersOfTen[-shift]);
+  const double rest = magnitude - back.hi;
+  return rest > back.lo ? 1 : (rest < back.lo ? -1 : 0);
 }
 
 // The decimal exponent of magnitude, exact or one too low: log10(2) times its binary exponent.
@@ -147,7 +182,13 @@ char* AppendExponent(char* out, int exponent, int expDigits, char expLetter) {
 // from one scaling by an exact power of ten. Null when the value needs the exact path.
 char* AppendScientificFast(char* out, double value, int precision, int expDigits, char mark, char expLetter) {
   const double magnitude = std::fabs(value);
-  if (precision > kMaxFastPrecision || !(magnitude > 0.0)) return nullptr;
+  if (precision > kMaxFastPrecision) return nullptr;
+  if (magnitude == 0.0) {
+    // Zero has only zero digits and the exponent 0; a negative zero keeps its sign.
+    if (std::signbit(value)) *out++ = '-';
+    out = AppendDigitsWithPoint(out, 0, precision, mark);
+    return AppendExponent(out, 0, std::clamp(expDigits, 2, kMaxExpDigits), expLetter);
+  }
   const double lowest = kExactPowersOfTen[precision];
   const double pastHighest = kExactPowersOfTen[precision + 1];
   int exponent = EstimateDecimalExponent(magnitude);
@@ -157,8 +198,16 @@ char* AppendScientificFast(char* out, double value, int precision, int expDigits
   // scaled is positive and below 2^53: truncation is its floor, and the fraction is exact.
   const uint64_t whole = static_cast<uint64_t>(scaled);
   const double fraction = scaled - static_cast<double>(whole);
-  if (std::fabs(fraction - 0.5) < kTieMargin) return nullptr;
-  uint64_t digits = whole + (fraction > 0.5 ? 1 : 0);
+  // The exact product lies within half a unit in the last place of scaled, and a fraction other
+  // than one half is at least a whole unit away from it (scaled < 2^30): the fraction alone
+  // decides, except at one half exactly, where the exact product's side does, and an exact
+  // half rounds to even as printf does.
+  bool up = fraction > 0.5;
+  if (fraction == 0.5) {
+    const int side = SideOfExactScaling(magnitude, precision - exponent, scaled);
+    up = side > 0 || (side == 0 && (whole & 1) != 0);
+  }
+  uint64_t digits = whole + (up ? 1 : 0);
   if (digits < static_cast<uint64_t>(lowest)) return nullptr;
   if (digits == static_cast<uint64_t>(pastHighest)) {
     digits = static_cast<uint64_t>(lowest);

@@ -9,6 +9,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <utility>
 
 #include "support/NumberText.h"
 
@@ -79,17 +80,29 @@ TEST(NumberTextTest, FastFormsAgreeWithPrintf) {
   std::uniform_int_distribution<uint64_t> bits;
   std::uniform_int_distribution<int> precision(0, 20);
   std::uniform_real_distribution<double> scale(-12.0, 12.0);
-  for (int i = 0; i < 20000; ++i) {
-    // Half the values come from random bit patterns (any magnitude), half from a decimal range
-    // with few binary digits, where printf's ties show.
+  // Zeros of both signs, and quotients by a power of ten that round to an exact half without
+  // being one, where the side of the exact quotient decides (found by a search with exact
+  // fractions).
+  const std::pair<double, int> fixed[] = {{0.0, 4},          {-0.0, 4},          {0.0, 0},
+                                          {-0.0, 8},         {7.338368349999999e+28, 7}, {7.33836835e+28, 7},
+                                          {1.38047335e+20, 7}, {1.0353335e+21, 6}, {3.99845e+23, 4},
+                                          {1.098837275e+21, 8}};
+  for (const auto& [value, p] : fixed) EXPECT_EQ(Scientific(value, p, 2), FormatC("%.*e", p, value)) << value;
+  for (int i = 0; i < 30000; ++i) {
+    // A third of the values come from random bit patterns (any magnitude), a third from a
+    // decimal range with few binary digits, and a third are short binary fractions (k / 2^n, as
+    // 16-bit codes times a range over 2^16 give), whose decimal digits end in an exact half.
     double value = 0;
-    if (i % 2 == 0) {
+    if (i % 3 == 0) {
       const uint64_t pattern = bits(random);
       std::memcpy(&value, &pattern, sizeof value);
       if (!std::isfinite(value)) continue;
-    } else {
+    } else if (i % 3 == 1) {
       value = std::ldexp(static_cast<double>(static_cast<int64_t>(bits(random) % 4096) - 2048), -8) *
               std::pow(10.0, std::floor(scale(random)));
+    } else {
+      value = std::ldexp(static_cast<double>(static_cast<int64_t>(bits(random) % (1 << 24)) - (1 << 23)),
+                         -static_cast<int>(bits(random) % 40));
     }
     const int p = precision(random);
     if (std::fabs(value) < 1e30) {
