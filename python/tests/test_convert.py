@@ -39,12 +39,22 @@ def _signal(done, total):
     signal.raise_signal(signal.SIGINT)
 
 
+@pytest.fixture
+def ctrl_c_raises():
+    """Python's own Ctrl-C handler for the test: a shell that starts the suite in the background
+    without job control leaves SIGINT ignored, and Python then installs no handler of its own."""
+    previous = signal.signal(signal.SIGINT, signal.default_int_handler)
+    yield
+    signal.signal(signal.SIGINT, previous)
+
+
 @pytest.mark.parametrize("progress,raised", [
     (_cancel, travune.Cancelled),
     (_interrupt, KeyboardInterrupt),
     (_signal, KeyboardInterrupt),
 ])
-def test_cancelling_removes_the_output_and_keeps_the_acquisition_usable(sample, tmp_path, progress, raised):
+def test_cancelling_removes_the_output_and_keeps_the_acquisition_usable(sample, tmp_path, progress, raised,
+                                                                         ctrl_c_raises):
     out = tmp_path / "out.h5"
     with travune.open(sample("morvane", 300)) as acq:
         with pytest.raises(raised):
