@@ -260,8 +260,8 @@ bool SrcFmtMorvane::Finish() {
   return true;
 }
 
-// Each cache holds 256 KiB: the first few such channels get one, later ones ask the driver
-// every time, so that no description makes the source large.
+// A cache grows to 256 KiB when its channel meets every code: the first few such channels get
+// one, later ones ask the driver every time, so that no data file makes the source large.
 void SrcFmtMorvane::BuildThermocoupleCodeCaches() {
   constexpr size_t kMaxCaches = 16;
   codeCaches_.resize(channels_.size());

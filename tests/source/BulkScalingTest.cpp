@@ -307,6 +307,20 @@ TEST(BulkScaling, DriverTemperaturesInsideTheValidRangesGiveTheBitsOfSampleScali
   }
   std::vector<double> values;
   EXPECT_TRUE(BulkMatchesPlain(make, block, &values));
+  // A single-word thermocouple's temperature depends on its code alone: a fresh source that
+  // meets the code first gives the bits that sources remembering thousands of codes gave.
+  for (int64_t s = 0; s < block.scans; ++s) {
+    std::vector<uint8_t> scan(block.buffer.begin() + s * words * 2, block.buffer.begin() + (s + 1) * words * 2);
+    const std::unique_ptr<SrcFmt> fresh = make();
+    fresh->SetRawBlock(scan.data(), 1, block.firstScan + s);
+    for (int32_t c = 0; c < fresh->GetNumChans(); ++c) {
+      if (chans[static_cast<size_t>(c)].type != 13 && chans[static_cast<size_t>(c)].type != 14) continue;
+      double value = 0;
+      fresh->GetScaledValue(block.firstScan + s, c, &value);
+      ASSERT_EQ(std::bit_cast<uint64_t>(value), std::bit_cast<uint64_t>(values[static_cast<size_t>(s) * chans.size() + c]))
+          << "scan " << s << ", channel " << c;
+    }
+  }
   // Every temperature lies within the sensors' ranges, so none is the driver's failure value.
   for (size_t i = 0; i < values.size(); ++i) {
     const int32_t type = chans[i % chans.size()].type;
