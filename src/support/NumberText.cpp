@@ -218,6 +218,37 @@ char* AppendScientificFast(char* out, double value, int precision, int expDigits
   return AppendExponent(out, exponent, std::clamp(expDigits, 2, kMaxExpDigits), expLetter);
 }
 
+// Whole numbers below this are exact doubles, and so are their fractions.
+constexpr double kTwoTo53 = 9007199254740992.0;
+
+// Writes the decimal digits of value, without leading zeros ("0" for zero).
+char* AppendWholeNumber(char* out, uint64_t value) {
+  int count = 1;
+  for (uint64_t rest = value; rest >= 10; rest /= 10) ++count;
+  char* digit = out + count;
+  for (; value >= 100; value /= 100) {
+    digit -= 2;
+    std::memcpy(digit, kDigitPairs + 2 * (value % 100), 2);
+  }
+  if (value >= 10) {
+    std::memcpy(digit - 2, kDigitPairs + 2 * value, 2);
+  } else {
+    digit[-1] = static_cast<char>('0' + value);
+  }
+  return out + count;
+}
+
+// "%.0f" of a finite value below 2^53 in magnitude: the nearest whole number, an exact half to
+// the even one, as printf rounds; the sign stays on values that round to zero ("-0").
+char* AppendRoundedWhole(char* out, double value) {
+  const double magnitude = std::fabs(value);
+  const auto whole = static_cast<uint64_t>(magnitude);
+  const double fraction = magnitude - static_cast<double>(whole);
+  const bool up = fraction > 0.5 || (fraction == 0.5 && (whole & 1) != 0);
+  if (std::signbit(value)) *out++ = '-';
+  return AppendWholeNumber(out, whole + (up ? 1 : 0));
+}
+
 bool IsDigitAt(const std::string& text, size_t i) {
   return i < text.size() && std::isdigit(static_cast<unsigned char>(text[i]));
 }
@@ -246,6 +277,7 @@ std::string FormatC(const char* format, ...) {
 
 char* AppendFixed(char* out, double value, int digits, char mark) {
   if (!std::isfinite(value)) return AppendNonFinite(out, value, false);
+  if (digits == 0 && std::fabs(value) < kTwoTo53) return AppendRoundedWhole(out, value);
   // Keeps the worst case (DBL_MAX) within kMaxNumberChars: sign, 309 digits, point, digits.
   const int precision = std::min(EffectivePrecision(digits), static_cast<int>(kMaxNumberChars) - kMaxIntegerDigits - 2);
   const auto result = std::to_chars(out, out + kMaxNumberChars, value, std::chars_format::fixed, precision);

@@ -88,6 +88,11 @@ TEST(NumberTextTest, FastFormsAgreeWithPrintf) {
                                           {1.38047335e+20, 7}, {1.0353335e+21, 6}, {3.99845e+23, 4},
                                           {1.098837275e+21, 8}};
   for (const auto& [value, p] : fixed) EXPECT_EQ(Scientific(value, p, 2), FormatC("%.*e", p, value)) << value;
+  // Whole numbers: exact halves go to the even neighbour, negatives that round to zero keep
+  // their sign, and the largest magnitudes below and at 2^53 have every digit.
+  const double wholes[] = {0.5,  1.5,  2.5,  -0.5, -2.5, -0.0,    0.49999999999999994, 99.5, 100.5,
+                           -1e15 - 0.5, 4503599627370495.5, 9007199254740991.0, 9007199254740992.0, 123456789012.75};
+  for (double value : wholes) EXPECT_EQ(Fixed(value, 0), FormatC("%.0f", value)) << value;
   for (int i = 0; i < 30000; ++i) {
     // A third of the values come from random bit patterns (any magnitude), a third from a
     // decimal range with few binary digits, and a third are short binary fractions (k / 2^n, as
