@@ -149,8 +149,9 @@ constexpr char kDigitPairs[] =
     "8081828384858687888990919293949596979899";
 
 // Writes the count decimal digits of value (fewer than 10^count), leading zeros included,
-// into text[0 .. count).
-void PutDigits(char* text, uint32_t value, int count) {
+// into text[0 .. count). Unsigned 32 or 64 bits: the narrower divides faster.
+template <typename Unsigned>
+void PutDigits(char* text, Unsigned value, int count) {
   for (; count >= 2; count -= 2, value /= 100) std::memcpy(text + count - 2, kDigitPairs + 2 * (value % 100), 2);
   if (count == 1) text[0] = static_cast<char>('0' + value % 10);
 }
@@ -225,16 +226,7 @@ constexpr double kTwoTo53 = 9007199254740992.0;
 char* AppendWholeNumber(char* out, uint64_t value) {
   int count = 1;
   for (uint64_t rest = value; rest >= 10; rest /= 10) ++count;
-  char* digit = out + count;
-  for (; value >= 100; value /= 100) {
-    digit -= 2;
-    std::memcpy(digit, kDigitPairs + 2 * (value % 100), 2);
-  }
-  if (value >= 10) {
-    std::memcpy(digit - 2, kDigitPairs + 2 * value, 2);
-  } else {
-    digit[-1] = static_cast<char>('0' + value);
-  }
+  PutDigits(out, value, count);
   return out + count;
 }
 
