@@ -13,6 +13,7 @@
 #include "AcquisitionFiles.h"
 #include "DocumentedStatus.h"
 #include "Promise.h"
+#include "TailBuffer.h"
 #include "travune/travune.h"
 
 namespace travune::fuzz {
@@ -82,8 +83,8 @@ inline void AskChanFacts(int32_t handle, const Choices& c, int32_t chans) {
 inline void ReadScans(int32_t handle, const Choices& c, int32_t chans, int32_t chan) {
   const uint64_t perScan = chan == csAllChans ? static_cast<uint64_t>(std::max(chans, 0)) : 1;
   const uint64_t values = perScan * c.wanted;
-  std::vector<float> out(values <= kMaxReadValues ? values : 0);
-  float* buffer = values <= kMaxReadValues ? out.data() : nullptr;
+  static TailBuffer<float> reads(kMaxReadValues);
+  float* buffer = values > 0 && values <= kMaxReadValues ? reads.Take(values) : nullptr;
   uint32_t delivered = 0;
   const int32_t status = dfaGetData(handle, buffer, c.first, c.wanted, &delivered, chan);
   Expect(IsDfaError(status), "reads: a documented status");
