@@ -97,8 +97,12 @@ int64_t TgtFmtDIAdem::ConvertDataBlock(int64_t scans, OutputArea& out, int64_t f
   if (!headerWritten_) return -1;
   if (scans <= 0) return 0;
   const size_t chans = static_cast<size_t>(NumChans());
-  const bool timeValues = HasTimeValues();
-  const size_t bytes = static_cast<size_t>(scans) * 4 * (chans + (timeValues ? 1 : 0));
+  // Without a time channel the file holds the raw-float rows alone.
+  if (!HasTimeValues()) {
+    const bool appended = AppendFloat32Block(firstScan, scans, out) != nullptr;
+    return appended ? static_cast<int64_t>(4 * static_cast<size_t>(scans) * chans) : -1;
+  }
+  const size_t bytes = static_cast<size_t>(scans) * 4 * (chans + 1);
   const double* values = ScaleBlock(firstScan, scans);
   uint8_t* p = out.Extend(bytes);
   if (values == nullptr || p == nullptr) return -1;
@@ -106,12 +110,10 @@ int64_t TgtFmtDIAdem::ConvertDataBlock(int64_t scans, OutputArea& out, int64_t f
   TimeFormat request = source_->NativeTimeFormat();
   request.absolute = 0;
   for (int64_t scan = firstScan; scan < firstScan + scans; ++scan) {
-    if (timeValues) {
-      double days = 0.0;
-      const bool known = source_->GetScanTime(scan, &days, &request);
-      le::PutF32(p, known ? static_cast<float>(DaysToSeconds(days)) : kNoValue);
-      p += 4;
-    }
+    double days = 0.0;
+    const bool known = source_->GetScanTime(scan, &days, &request);
+    le::PutF32(p, known ? static_cast<float>(DaysToSeconds(days)) : kNoValue);
+    p += 4;
     for (size_t c = 0; c < chans; ++c, p += 4) le::PutF32(p, static_cast<float>(*values++));
   }
   return static_cast<int64_t>(bytes);
