@@ -168,26 +168,42 @@ def timed(fn, *args):
     return time.perf_counter() - start
 
 
-def copy_times(reference, scratch, runs):
-    """Best seconds of runs copies of reference (in the page cache) to a fresh scratch by cp, cat
-    and dd: the same best-of as the conversions, since one copy of a file of several GB into
-    tmpfs can take several times as long as the next while the kernel reclaims memory."""
-    warm(reference)
-    results = []
-    for argv, shell in (
+def copy_commands(reference, scratch):
+    """cp, cat and dd of reference into scratch: (argv, through the shell)."""
+    return (
         (["cp", reference, scratch], False),
         (f"cat '{reference}' > '{scratch}'", True),
         (["dd", f"if={reference}", f"of={scratch}", "bs=1M", "status=none"], False),
-    ):
-        best = None
-        for _ in range(runs):
-            start = time.perf_counter()
-            subprocess.run(argv, shell=shell, check=True)
-            seconds = time.perf_counter() - start
-            os.remove(scratch)
-            best = seconds if best is None else min(best, seconds)
-        results.append(best)
-    return results
+    )
+
+
+def timed_copy(argv, shell, scratch):
+    start = time.perf_counter()
+    subprocess.run(argv, shell=shell, check=True)
+    seconds = time.perf_counter() - start
+    os.remove(scratch)
+    return seconds
+
+
+def measured_rounds(runs, convert, out_dir, scratch):
+    """runs rounds of a conversion followed by cp, cat and dd of its largest output (warm in the
+    page cache) into a fresh scratch file, each measure the best of its rounds. Taken in turns,
+    the conversion and the copies it is held to meet the same state of a shared machine; one copy
+    of a file of several GB into tmpfs can take several times as long as the next while the
+    kernel reclaims memory, so the copies too are best of runs. Returns (conversion seconds, its
+    peak RSS KiB, output bytes, [cp, cat, dd seconds])."""
+    best = None
+    copies = [None, None, None]
+    for _ in range(runs):
+        seconds, rss = convert()
+        if best is None or seconds < best[0]:
+            best = (seconds, rss)
+        reference = largest_file(out_dir)
+        warm(reference)
+        for i, (argv, shell) in enumerate(copy_commands(reference, scratch)):
+            s = timed_copy(argv, shell, scratch)
+            copies[i] = s if copies[i] is None else min(copies[i], s)
+    return best[0], best[1], dir_bytes(out_dir), copies
 
 
 def measure_source(tool, acq, formats, runs, work_dir, kind_of_format):
@@ -201,15 +217,13 @@ def measure_source(tool, acq, formats, runs, work_dir, kind_of_format):
         label = fmt
         if isinstance(fmt, tuple):
             fmt, extra, label = fmt
-        warm(acq.data)
 
         def convert():
             remove_dir_contents(out_dir)
+            warm(acq.data)
             return tool.convert(acq.desc, fmt, out_dir, extra)
 
-        seconds, rss = best_of(runs, convert)
-        out_bytes = dir_bytes(out_dir)
-        cp, cat, dd = copy_times(largest_file(out_dir), scratch, runs)
+        seconds, rss, out_bytes, (cp, cat, dd) = measured_rounds(runs, convert, out_dir, scratch)
         remove_dir_contents(out_dir)
         per_value = out_bytes / acq.samples()
         text = kind_of_format != "binary"
@@ -288,7 +302,7 @@ def write_results(path, rows, linear, settings):
         "",
         "Written by `bench/conversion_table.py` (`make bench`); the analysis below the generated part is",
         "kept by hand. Conversions run `travune convert` (the handle API) into a fresh directory,",
-        "best of the runs; cp, cat and dd copy the conversion's largest output file (warm in the page",
+        "best of the runs; after each, cp, cat and dd copy its largest output file (warm in the page",
         "cache) into a fresh file, best of as many runs; numpy reads the raw data in chunks of 2^18",
         "scans, scales each column",
         "(m·x + b) and writes the same number of values (float32, float64 or int16, as the format's",
