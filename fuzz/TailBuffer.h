@@ -17,7 +17,8 @@ class TailBuffer {
   TailBuffer(const TailBuffer&) = delete;
   TailBuffer& operator=(const TailBuffer&) = delete;
 
-  // The last n elements (n at most the capacity); the earlier ones stay poisoned until the next call.
+  // The last n elements (n at most the capacity). The earlier ones stay poisoned until the next
+  // call, but for the part of an 8-byte granule that the sanitizer cannot mark apart.
   T* Take(size_t n) {
     T* base = storage_.get();
     ASAN_UNPOISON_MEMORY_REGION(base, capacity_ * sizeof(T));
