@@ -3,10 +3,16 @@
 // bound a fresh allocation of n, without the allocation, zero fill and page faults per input.
 #pragma once
 
-#include <sanitizer/asan_interface.h>
-
 #include <cstddef>
 #include <memory>
+
+// Toolchains without the sanitizer's header (the Windows cross-compiler) build without poisoning.
+#if __has_include(<sanitizer/asan_interface.h>)
+#include <sanitizer/asan_interface.h>
+#else
+#define ASAN_POISON_MEMORY_REGION(addr, size) ((void)(addr), (void)(size))
+#define ASAN_UNPOISON_MEMORY_REGION(addr, size) ((void)(addr), (void)(size))
+#endif
 
 namespace travune::fuzz {
 
