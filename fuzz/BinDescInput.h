@@ -26,6 +26,10 @@ namespace bindesc {
 
 // Records the target hands over in one piece at most; a header claiming more goes the build way.
 constexpr int64_t kMaxRecords = 4096;
+// Zero records past the end of the input's own: a claim beyond them goes the build way too,
+// since thousands of identical zero channels cost the time of thousands of inputs and test
+// nothing a few of them do not.
+constexpr int64_t kPaddingRecords = 64;
 constexpr int64_t kMaxScaledValues = int64_t{1} << 16;
 
 enum class Way { kHeaderAndRecords, kCountAndRecords, kBuilt };
@@ -118,7 +122,8 @@ inline int32_t SetDescriptor(const Choices& c, const AcquisitionImage& image, st
   const int64_t claimed = ClaimedRecords(c.sourceType, header.data());
   const bool byHeader = c.way == Way::kHeaderAndRecords;
   const int64_t records = byHeader ? claimed : c.count;
-  if (c.way == Way::kBuilt || records < 0 || records > kMaxRecords) {
+  const int64_t inputRecords = static_cast<int64_t>(image.descSize / RecordSize(c.sourceType));
+  if (c.way == Way::kBuilt || records < 0 || records > std::min(kMaxRecords, inputRecords + kPaddingRecords)) {
     const std::vector<uint8_t> built = Slice(image, header.size(), static_cast<size_t>(std::max(c.buildSlots, 0)) * RecordSize(c.sourceType));
     const int32_t status = SetBuilt(c, header.data(), built);
     if (status == TRAVUNE_BDC_OK) *mirror = Mirror(c, c.useHeader ? header.data() : nullptr, built.data());
