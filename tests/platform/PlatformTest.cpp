@@ -1,9 +1,8 @@
 // Tests of the POSIX platform layer: exclusive file locking, positioned I/O, the Windows-style
-// file-information record, free space, private temp files, locale objects and modules.
-#include <dlfcn.h>
+// file-information record, free space, private temp files and locale objects. Modules are
+// loaded by the block-writer tests (TgtFmtMEscope), by bare name and missing.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/wait.h>
@@ -241,7 +240,6 @@ TEST(LocaleObjectsTest, UserConventionsFollowTheEnvironment) {
   const NumberConventions& conventions = UserNumberConventions();
   EXPECT_EQ(conventions.decimalMark, EnvironmentDecimalMark());
   EXPECT_EQ(conventions.listSeparator, conventions.decimalMark == ',' ? ";" : ",");
-  EXPECT_EQ(&UserNumberConventions(), &conventions);  // read once
 }
 
 // Scoped locales change the calling thread's locale only, restore it on the way out (nested
@@ -267,25 +265,6 @@ TEST(LocaleObjectsTest, ScopedLocalesSwitchTheThreadOnly) {
   EXPECT_EQ(uselocale(before), german);
   freelocale(german);
   EXPECT_EQ(setlocale(LC_ALL, nullptr), globalBefore);
-}
-
-TEST(PlatformTest, ModulesAndSymbols) {
-  void* math = LoadModule("libm.so.6");
-  ASSERT_NE(math, nullptr);
-  auto* cosine = reinterpret_cast<double (*)(double)>(FindSymbol(math, "cos"));
-  ASSERT_NE(cosine, nullptr);
-  EXPECT_EQ(cosine(0.0), 1.0);
-  EXPECT_EQ(FindSymbol(math, "no_such_symbol_here"), nullptr);
-  FreeModule(math);
-  EXPECT_EQ(LoadModule("no-such-module-travune"), nullptr);
-
-  // A bare name finds lib<name>.so, as a Windows module name finds its .dll.
-  void* direct = dlopen("libBrokenLocale.so", RTLD_NOW);
-  if (direct == nullptr) GTEST_SKIP() << "libBrokenLocale.so is not installed";
-  dlclose(direct);
-  void* bare = LoadModule("BrokenLocale");
-  EXPECT_NE(bare, nullptr);
-  FreeModule(bare);
 }
 
 }  // namespace
