@@ -173,7 +173,8 @@ TEST(SrcFmtMorvane, ScalesEveryChannelTypeAsWorkedOutByHand) {
   }
 }
 
-// To the last bit: m = (upper - lower) / 65535 and b = lower, in that order (ranges as above).
+// To the last bit: m = (upper - lower) / 65535 and b = lower, in that order. Type 7 bipolar at
+// gain 3, scale 0.7, offset 0.1: ±20 × 0.5 / 3 V, times the scale plus the offset.
 TEST(SrcFmtMorvane, TypesZeroSevenElevenUseTheRangeOverFullScale) {
   const double s = 20.0 * 0.5 / 3.0, lower = 0.1f + 0.7f * -s, upper = 0.1f + 0.7f * s;
   for (uint16_t word : {uint16_t{0}, uint16_t{1}, uint16_t{12345}, uint16_t{65535}}) {
