@@ -74,18 +74,6 @@ TEST(TimeTest, SystemTimeFieldsCountFromOne) {
   EXPECT_EQ(s.year * 10000 + s.month * 100 + s.day, 20030102);
   EXPECT_EQ(s.hour * 10000 + s.minute * 100 + s.second, 120101);
   EXPECT_EQ(s.milliseconds, 999);  // left as it was
-
-  SystemTime leapDay;
-  leapDay.year = 2000;
-  leapDay.month = 2;
-  leapDay.day = 29;
-  leapDay.hour = 18;
-  CalendarTime t;
-  SystemTimeToCalendar(leapDay, &t);
-  EXPECT_EQ(t.year * 10000 + t.month * 100 + t.dayOfMonth, 1000129);
-  double days = 0.0;
-  CalendarToDays(t, &days);
-  EXPECT_EQ(days, 36585.75);  // 36526 is 1 January 2000, + 31 + 28 days
 }
 
 TEST(TimeTest, HostileValuesDoNotCrash) {
