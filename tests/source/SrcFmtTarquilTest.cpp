@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <limits>
-#include <string>
 #include <vector>
 
 #include "source/TarquilDescBuilder.h"
