@@ -14,7 +14,7 @@
 #include "writer/WriterRuns.h"
 #include "writer/FakeSource.h"
 #include "writer/TgtFmtDIAdem.h"
-#include "writer/decoders/DIAdemDecoder.h"
+#include "writer/decoders/Decoders.h"
 
 namespace travune {
 namespace {

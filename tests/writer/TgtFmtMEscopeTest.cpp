@@ -15,7 +15,7 @@
 #include "writer/WriterRuns.h"
 #include "writer/FakeSource.h"
 #include "writer/TgtFmtMEscope.h"
-#include "writer/decoders/BlockDecoder.h"
+#include "writer/decoders/Decoders.h"
 
 namespace travune {
 namespace {

@@ -10,7 +10,7 @@
 #include "writer/WriterRuns.h"
 #include "writer/FakeSource.h"
 #include "writer/TgtFmtMatlab.h"
-#include "writer/decoders/MatlabDecoder.h"
+#include "writer/decoders/Decoders.h"
 
 namespace travune {
 namespace {

@@ -1,19 +1,32 @@
 // Halvard decoder: parses the description line by line, independently of the writer, and reads
 // the data file with the layout the description announces.
-#include "writer/decoders/HalvardDecoder.h"
+#include "writer/decoders/Decoders.h"
 
 #include <algorithm>
 #include <charconv>
-#include <cstdint>
 #include <cmath>
-#include <fstream>
-#include <iterator>
 
 namespace travune::testing {
 namespace {
 
 constexpr size_t kStampBytes = 10;
 constexpr int kStampWords = 5;
+
+struct HalvardChannel {
+  int position = 0;           // 16-bit word within the scan
+  double codesPerUnit = 0.0;  // as printed (infinite for a zero-width range)
+  double offset = 0.0;        // the value of code 0
+};
+
+struct HalvardHead {
+  std::string separator;  // found between the two rates
+  char decimalMark = '.';
+  double preTrigRate = 0.0;
+  double postTrigRate = 0.0;
+  int64_t preTrigCount = 0;
+  std::vector<HalvardChannel> channels;
+  bool ok = false;
+};
 
 std::vector<std::string> SplitLines(const std::string& text) {
   std::vector<std::string> lines;
@@ -88,8 +101,6 @@ bool ParseChannel(const std::string& line, const HalvardHead& head, HalvardChann
     return false;
   }
   channel->position = static_cast<int>(position);
-  channel->label = fields[2];
-  channel->units = fields[3];
   return ParseNumber(fields[1], head.decimalMark, &channel->codesPerUnit) &&
          ParseNumber(fields[4], head.decimalMark, &channel->offset);
 }
@@ -130,8 +141,6 @@ int16_t CodeAt(const std::string& bytes, size_t offset) {
   return static_cast<int16_t>(static_cast<uint16_t>(lo | hi << 8));
 }
 
-}  // namespace
-
 HalvardHead ReadHalvardHead(const std::string& headerPath) {
   HalvardHead head;
   const std::vector<std::string> lines = SplitLines(FileContents(headerPath));
@@ -152,6 +161,8 @@ HalvardHead ReadHalvardHead(const std::string& headerPath) {
   head.ok = true;
   return head;
 }
+
+}  // namespace
 
 Decoded DecodeHalvard(const std::string& dataPath, const std::string& headerPath) {
   Decoded decoded;

@@ -1,10 +1,9 @@
 // A reader of Universal File Format files written on its own from the published layout: lines
 // ending in CR LF, datasets between "    -1" lines, dataset 58's fixed columns, 13-character
 // data fields six to a line, and the binary form's little-endian floats.
-#include "writer/decoders/UffDecoder.h"
+#include "writer/decoders/Decoders.h"
 
 #include <charconv>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 
@@ -65,7 +64,7 @@ bool ParseReal(const std::string& field, double* out) {
   return !text.empty() && result.ec == std::errc() && result.ptr == text.data() + text.size();
 }
 
-// ID lines 1 to 5 and records 6 to 11; record 7 and record 9 are kept.
+// ID lines 1 to 5 and records 6 to 11; record 7's counts and record 9's label are kept.
 bool ReadRecords(Cursor& in, UffChannelData* channel, std::string* error) {
   std::string lines[kTextRecordLines];
   for (std::string& line : lines) {
@@ -77,10 +76,10 @@ bool ReadRecords(Cursor& in, UffChannelData* channel, std::string* error) {
   const std::string& record7 = lines[6];
   int64_t type = 0;
   int64_t spacing = 0;
+  double start = 0.0, step = 0.0;
   if (!ParseInt(record7, 0, 10, &type) || !ParseInt(record7, 10, 10, &channel->declaredValues) ||
       !ParseInt(record7, 20, 10, &spacing) || record7.size() != 30 + 3 * kDataField ||
-      !ParseReal(record7.substr(30, kDataField), &channel->abscissaStart) ||
-      !ParseReal(record7.substr(43, kDataField), &channel->abscissaStep)) {
+      !ParseReal(record7.substr(30, kDataField), &start) || !ParseReal(record7.substr(43, kDataField), &step)) {
     *error = "record 7 unreadable: " + record7;
     return false;
   }
@@ -91,7 +90,6 @@ bool ReadRecords(Cursor& in, UffChannelData* channel, std::string* error) {
     return false;
   }
   channel->label = Trimmed(record9.substr(26, 20));
-  channel->units = Trimmed(record9.substr(47));
   return true;
 }
 
@@ -178,7 +176,6 @@ bool ReadDataset(Cursor& in, UffContents* contents) {
     contents->error = "dataset number unreadable: " + line;
     return false;
   }
-  contents->datasets.push_back(static_cast<int>(number));
   if (number != 58) return SkipToEndOfDataset(in, &contents->error);
 
   UffChannelData channel;

@@ -11,7 +11,7 @@
 #include "writer/FakeSource.h"
 #include "writer/TgtFmtUff58Ascii.h"
 #include "writer/TgtFmtUff58Binary.h"
-#include "writer/decoders/UffDecoder.h"
+#include "writer/decoders/Decoders.h"
 #include "writer/WriterRuns.h"
 
 namespace travune {

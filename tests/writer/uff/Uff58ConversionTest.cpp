@@ -8,7 +8,7 @@
 
 #include "samples/Samples.h"
 #include "travune/travune.h"
-#include "writer/decoders/UffDecoder.h"
+#include "writer/decoders/Decoders.h"
 #include "writer/WriterRuns.h"
 
 namespace travune {
