@@ -10,16 +10,6 @@ namespace travune::testing {
 
 namespace {
 
-std::vector<std::string> SplitTabs(const std::string& line) {
-  std::vector<std::string> cells;
-  size_t start = 0;
-  for (size_t tab; (tab = line.find('\t', start)) != std::string::npos; start = tab + 1) {
-    cells.push_back(line.substr(start, tab - start));
-  }
-  cells.push_back(line.substr(start));
-  return cells;
-}
-
 // The float a cell spells, widened; false unless the whole cell is one number.
 bool ParseFloat(const std::string& cell, double* out) {
   float value = 0.0f;
@@ -68,7 +58,7 @@ BlockFile ReadBlockFile(const std::string& path) {
   for (int i = 0; i < 6; ++i) {
     std::string line;
     if (!reader.Next(&line)) return Failed(std::move(file), std::string("no CRLF line for ") + keywords[i]);
-    header[i] = SplitTabs(line);
+    header[i] = Split(line, "\t");
     if (header[i][0] != keywords[i]) return Failed(std::move(file), "expected " + std::string(keywords[i]));
     if (i < 4 && header[i].size() != 2) return Failed(std::move(file), "one cell expected after " + header[i][0]);
   }
@@ -80,7 +70,7 @@ BlockFile ReadBlockFile(const std::string& path) {
   while (!reader.AtEnd()) {
     std::string line;
     if (!reader.Next(&line)) return Failed(std::move(file), "row without CRLF");
-    const std::vector<std::string> cells = SplitTabs(line);
+    const std::vector<std::string> cells = Split(line, "\t");
     if (cells.size() != file.traces + 1) {
       return Failed(std::move(file), "row with " + std::to_string(cells.size()) + " cells");
     }

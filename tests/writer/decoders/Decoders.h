@@ -51,6 +51,17 @@ inline double LittleEndianDouble(const std::string& bytes, size_t at) {
   return d;
 }
 
+// The pieces of text between separators (one more than there are separators).
+inline std::vector<std::string> Split(const std::string& text, const std::string& separator) {
+  std::vector<std::string> pieces;
+  size_t start = 0;
+  for (size_t end; (end = text.find(separator, start)) != std::string::npos; start = end + separator.size()) {
+    pieces.push_back(text.substr(start, end - start));
+  }
+  pieces.push_back(text.substr(start));
+  return pieces;
+}
+
 // Every decoder takes the data file and the header file; formats of one file ignore the header.
 // Plain text (no header lines) and the spreadsheet (header lines and time column skipped).
 Decoded DecodeText(const std::string& dataPath, const std::string& headerPath);

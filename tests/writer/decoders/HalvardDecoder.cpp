@@ -28,17 +28,6 @@ struct HalvardHead {
   bool ok = false;
 };
 
-std::vector<std::string> SplitLines(const std::string& text) {
-  std::vector<std::string> lines;
-  size_t start = 0;
-  for (size_t end = text.find("\r\n"); end != std::string::npos; end = text.find("\r\n", start)) {
-    lines.push_back(text.substr(start, end - start));
-    start = end + 2;
-  }
-  if (start != text.size()) lines.push_back(text.substr(start));  // an unterminated last line
-  return lines;
-}
-
 // A number printed with six decimals in the file's decimal mark ("inf" for infinity).
 bool ParseNumber(std::string text, char mark, double* out) {
   for (char& c : text) {
@@ -82,20 +71,9 @@ bool ParseRates(const std::string& line, HalvardHead* head) {
          ParseNumber(line.substr(secondStart), head->decimalMark, &head->postTrigRate);
 }
 
-std::vector<std::string> SplitFields(const std::string& line, const std::string& separator) {
-  std::vector<std::string> fields;
-  size_t start = 0;
-  for (size_t end = line.find(separator); end != std::string::npos; end = line.find(separator, start)) {
-    fields.push_back(line.substr(start, end - start));
-    start = end + separator.size();
-  }
-  fields.push_back(line.substr(start));
-  return fields;
-}
-
 // position, codes per unit, label, units, offset, then an empty field after the last separator.
 bool ParseChannel(const std::string& line, const HalvardHead& head, HalvardChannel* channel) {
-  const std::vector<std::string> fields = SplitFields(line, head.separator);
+  const std::vector<std::string> fields = Split(line, head.separator);
   int64_t position = 0;
   if (fields.size() != 6 || !fields[5].empty() || fields[0].size() != 5 || !ParseDigits(fields[0], &position)) {
     return false;
@@ -143,7 +121,8 @@ int16_t CodeAt(const std::string& bytes, size_t offset) {
 
 HalvardHead ReadHalvardHead(const std::string& headerPath) {
   HalvardHead head;
-  const std::vector<std::string> lines = SplitLines(FileContents(headerPath));
+  std::vector<std::string> lines = Split(FileContents(headerPath), "\r\n");
+  if (lines.back().empty()) lines.pop_back();  // after the last line's CR LF
   const char* const fixed[] = {"*TYPE", "TARQUIL 2.0", "*VERSION", "2.00", "*FORMAT", "BINARY", "*FREQUENCY"};
   if (lines.size() < 11) return head;
   for (size_t i = 0; i < 7; ++i) {

@@ -26,19 +26,12 @@ Lines SplitLines(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   Lines lines;
   if (!in) return lines;
-  const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-  size_t start = 0;
-  while (start < text.size()) {
-    const size_t end = text.find("\r\n", start);
-    if (end == std::string::npos || end == start || text[end - 1] != '\t') return lines;
-    std::vector<std::string> fields;
-    size_t field = start;
-    for (size_t tab = text.find('\t', field); tab < end; tab = text.find('\t', field)) {
-      fields.push_back(text.substr(field, tab - field));
-      field = tab + 1;
-    }
-    lines.fields.push_back(std::move(fields));
-    start = end + 2;
+  std::vector<std::string> text = Split(std::string(std::istreambuf_iterator<char>(in), {}), "\r\n");
+  if (!text.back().empty()) return lines;  // the last line without its CR LF
+  text.pop_back();
+  for (const std::string& line : text) {
+    if (line.empty() || line.back() != '\t') return lines;
+    lines.fields.push_back(Split(line.substr(0, line.size() - 1), "\t"));
   }
   lines.ok = true;
   return lines;
