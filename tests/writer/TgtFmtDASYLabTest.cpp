@@ -92,29 +92,28 @@ TEST_F(TgtFmtDASYLabTest, WholeFileByteForByte) {
   EXPECT_EQ(files.data.substr(files.data.size() - 16), codes);
 }
 
-TEST_F(TgtFmtDASYLabTest, StartTimeFromScanZerosDateOrFromTheClock) {
+// A dated source starts at scan 0's date (a relative one at the clock: WholeFileByteForByte).
+TEST_F(TgtFmtDASYLabTest, StartTimeFromScanZerosDate) {
   const double seconds14_30_15_25 = 14 * 3600 + 30 * 60 + 15.25;
   const double seconds08_07_06 = 8 * 3600 + 7 * 60 + 6;
   const struct {
     const char* name;
-    bool absolute;
     double startDays;
     int64_t preTrig;
     const char* line;
     uint32_t unixSeconds;
   } cases[] = {
-      {"relative source: the clock", false, 0.0, 3, "START TIME\t= 1/2/2003 14:30:05\r\n", 1041517805u},
       // Whole seconds of the calendar date: the quarter second is dropped.
-      {"absolute source: scan 0", true, 37623.0 + seconds14_30_15_25 / 86400.0, 0,
+      {"absolute source: scan 0", 37623.0 + seconds14_30_15_25 / 86400.0, 0,
        "START TIME\t= 1/2/2003 14:30:15\r\n", 1041517815u},
-      {"absolute, trigger later", true, 44509.0 + seconds08_07_06 / 86400.0, 2, "START TIME\t= 11/9/2021 08:07:06\r\n",
+      {"absolute, trigger later", 44509.0 + seconds08_07_06 / 86400.0, 2, "START TIME\t= 11/9/2021 08:07:06\r\n",
        1636445226u},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     FakeSource source({{"a", "V"}}, {0.0, 1.0, 2.0, 3.0});
     source.SetPreTrigCount(c.preTrig);
-    if (c.absolute) source.SetAbsolute(c.startDays);
+    source.SetAbsolute(c.startDays);
     const auto files = Run(source, 4);
     EXPECT_NE(files.data.find(c.line), std::string::npos);
     const size_t global = files.data.find(" CHANNEL\tUNIT:\r\n") + 16 + 35;

@@ -107,8 +107,6 @@ TEST_F(TgtFmtDIAdemTest, ImplicitStartAndStep) {
     int64_t total;
     const char* lines;  // keys 200 to 241
   } cases[] = {
-      {"1000 scans/s, 100 before the trigger", 1000.0, 100, false, 2000,
-       "200,Time\r\n201,Time (s)\r\n202,s\r\n210,IMPLICIT\r\n220,2000\r\n240,-0.1\r\n241,0.001\r\n"},
       // A rate of 0 steps by one second.
       {"rate 0", 0.0, 3, false, 5, "200,Time\r\n201,Time (s)\r\n202,s\r\n210,IMPLICIT\r\n220,5\r\n240,-3\r\n241,1\r\n"},
       // -(0 x step) is negative zero.
