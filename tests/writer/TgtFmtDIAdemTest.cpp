@@ -136,8 +136,8 @@ TEST_F(TgtFmtDIAdemTest, ImplicitStartAndStep) {
   }
 }
 
-// Explicit times the source does not give in seconds (relative and dated time bases: the byte
-// golden above and TimeAxes on generated acquisitions).
+// Explicit times the source does not give in seconds (relative times: the byte golden above and
+// TimeAxes on Tarquil's two rates; dates from the trigger scan's own: DIAdemSamples below).
 TEST_F(TgtFmtDIAdemTest, ExplicitTimesOfUntimedAndRatelessScans) {
   const float noValue = 9.9e34f;
   const struct {
