@@ -1,6 +1,6 @@
 // Data File Access through its exported functions: handles, opening and detection, every status
-// of the queries and reads where it arises, scan times of absolute, relative and untimed sources,
-// and files released on close and at unload (its values: TvnApiTest).
+// of the queries and reads where it arises, an untimed source's scan times, and files released on
+// close and at unload (its values and the scan times of timed sources: TvnApiTest).
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -19,25 +19,6 @@
 
 namespace travune::apitest {
 namespace {
-
-struct Variant {
-  const char* name;
-  samples::SampleSpec sample;
-};
-
-// Every Data File Access type with its variants; Tarquil with 9 channels, as a 7-channel
-// Tarquil description has exactly the size of a Morvane one.
-const Variant kVariants[] = {
-    {"morvane", SampleOf(3, 1200, 100)},
-    {"morvane18", SampleOf(3, 700, 0, 18)},
-    {"tarquil9", SampleOf(4, 1200, 100, 9)},
-    {"tarquilPacked", SampleOf(4, 1001, 50, 9, true)},
-    {"brenlow", SampleOf(2, 1200, 100)},
-    {"brenlowStamps", SampleOf(2, 1200, 100, 0, false, true)},
-    {"quillon", SampleOf(5, 1200, 100)},
-    {"celdrin", SampleOf(6, 1200, 100)},
-    {"celdrinStamps", SampleOf(6, 1200, 100, 0, false, true)},
-};
 
 // Two pages: the first writable, the second read-only. Buffers placed just below the boundary
 // are writable for what fits before it and no further.
@@ -142,7 +123,8 @@ TEST_F(DfaTest, TheLastDetachClosesEveryOpenSession) {
 
 // ---- opening ------------------------------------------------------------------------------
 
-TEST_F(DfaTest, OpenFailuresGiveTheirCodesAndUseNoHandle) {
+// Opening: each type detected in the recognisers' order, or the failure's code and no handle.
+TEST_F(DfaTest, OpeningDetectsEveryTypeOrGivesTheFailuresCode) {
   const std::vector<std::string> morvane = Write(SampleOf(3, 20), "run");
   const fs::path odd = dir_ / "odd.txt";  // a Morvane description under another extension
   fs::copy_file(morvane[0], odd);
@@ -157,11 +139,20 @@ TEST_F(DfaTest, OpenFailuresGiveTheirCodesAndUseNoHandle) {
   fs::copy_file(morvane[0], noData);
 
   const struct { std::string desc; int32_t type; int32_t expected; } cases[] = {
+      // Opened: expected is the source data type detected (or named).
+      {morvane[0], sdUnknown, sdMorvane},
+      {Write(SampleOf(4, 20, 0, 9), "tq")[0], sdUnknown, sdTarquil},
+      {Write(SampleOf(8, 20, 0, 0, false, true), "thr")[0], sdUnknown, sdBrenlow},
+      {Write(SampleOf(5, 20), "ql")[0], sdUnknown, sdQuillon},
+      {Write(SampleOf(6, 20), "RUN")[0], sdUnknown, sdCeldrin},
+      // A 7-channel Tarquil description has the size of a Morvane one, whose test comes first.
+      {Write(SampleOf(4, 20), "tq7")[0], sdUnknown, sdMorvane},
+      {odd.string(), sdMorvane, sdMorvane},  // an explicit type does not look at the extension
+      // Refused: expected is the status.
       {(dir_ / "missing.DSC").string(), sdMorvane, errInvalidFileName},
       {morvane[0], 7, errInvalidDataType},
       {junk.string(), sdUnknown, errInvalidDataType},
       {odd.string(), sdUnknown, errInvalidDataType},
-      {odd.string(), sdMorvane, errNoError},  // an explicit type does not look at the extension
       {morvane[0], sdTarquil, errBadHeaderFormat},
       {noData.string(), sdMorvane, errInvalidFileName},
       {upper.string(), sdMorvane, errInvalidFileName},
@@ -171,8 +162,9 @@ TEST_F(DfaTest, OpenFailuresGiveTheirCodesAndUseNoHandle) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.desc + " as " + std::to_string(c.type));
     const int32_t h = dfaOpen(c.desc.c_str(), c.type);
-    if (c.expected == errNoError) {
-      EXPECT_EQ(h, 0);
+    if (c.expected > 0) {
+      ASSERT_EQ(h, 0);
+      EXPECT_EQ(IntAnswer(h, acqSourceDataType), c.expected);
       EXPECT_EQ(dfaClose(h), 1);
     } else {
       EXPECT_EQ(h, c.expected);
@@ -180,23 +172,6 @@ TEST_F(DfaTest, OpenFailuresGiveTheirCodesAndUseNoHandle) {
     }
   }
   EXPECT_EQ(dfaOpen(nullptr, sdMorvane), errInvalidFileName);
-}
-
-TEST_F(DfaTest, DetectionFindsEveryTypeInItsOrder) {
-  const struct { const char* name; samples::SampleSpec sample; int32_t detected; } cases[] = {
-      {"DATA", SampleOf(3, 20), sdMorvane}, {"tq", SampleOf(4, 20, 0, 9), sdTarquil},
-      {"thr", SampleOf(8, 20, 0, 0, false, true), sdBrenlow}, {"ql", SampleOf(5, 20), sdQuillon},
-      {"RUN", SampleOf(6, 20), sdCeldrin},
-      // A 7-channel Tarquil description has the size of a Morvane one, whose test comes first.
-      {"tq7", SampleOf(4, 20), sdMorvane},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const int32_t h = OpenSample(c.sample, c.name, sdUnknown);
-    ASSERT_GE(h, 0);
-    EXPECT_EQ(IntAnswer(h, acqSourceDataType), c.detected);
-    EXPECT_EQ(dfaClose(h), 1);
-  }
 }
 
 // ---- data-read statuses -----------------------------------------------------------------
@@ -293,7 +268,7 @@ TEST_F(DfaTest, AScanLargerThanTheBlockDeliversNoScan) {
 
 // The Morvane sample: 15 channels of 4-byte floats, channel 0 a sine of ±5 V with four digits.
 TEST_F(DfaTest, AcquisitionAndChannelAnswers) {
-  const int32_t h = OpenSample(kVariants[0].sample, "answers", sdUnknown);
+  const int32_t h = OpenSample(SampleOf(3, 1200, 100), "answers", sdUnknown);
   ASSERT_GE(h, 0);
   const std::pair<int32_t, int32_t> words[] = {
       {acqNumScans, 1200}, {acqScanSize, 4 * 15}, {acqPreTrigCount, 100}, {acqAppTitleLength, 8}};
@@ -371,38 +346,9 @@ TEST_F(DfaTest, QueryStatusesAndTheLastErrorTheyLeave) {
   EXPECT_EQ(dfaGetLastErrorCode(h), errInvalidOption);  // an invalid handle touches no session
 }
 
-// Scan times in both forms from sources with absolute, relative and no times.
-TEST_F(DfaTest, ScanTimesOfAbsoluteRelativeAndUntimedSources) {
-  const struct {
-    Variant v;
-    bool absolute;
-  } cases[] = {{kVariants[0], false}, {kVariants[2], false}, {kVariants[5], true}, {kVariants[8], true}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.v.name);
-    const int32_t h = OpenSample(c.v.sample, c.v.name, c.v.sample.type);
-    ASSERT_GE(h, 0);
-    const int64_t trigger = c.v.sample.preTrig;
-    const double triggerDays = samples::ExpectedScanTime(c.v.sample, trigger);
-    for (const int64_t scan : {int64_t{0}, trigger, c.v.sample.scans - 1}) {
-      const double days = samples::ExpectedScanTime(c.v.sample, scan);
-      double value = 0.0;
-      if (c.absolute) {
-        ASSERT_EQ(dfaGetAcqInfo(h, acqScanTimeAbs, static_cast<int32_t>(scan), &value), errNoError) << scan;
-        EXPECT_NEAR(value, days, 1e-9) << scan;
-        ASSERT_EQ(dfaGetAcqInfo(h, acqScanTimeRel, static_cast<int32_t>(scan), &value), errNoError) << scan;
-        EXPECT_NEAR(value, (days - triggerDays) * 86400.0, 1e-4) << scan;
-      } else {
-        EXPECT_EQ(dfaGetAcqInfo(h, acqScanTimeAbs, static_cast<int32_t>(scan), &value), errInvalidOption) << scan;
-        EXPECT_EQ(dfaGetLastErrorCode(h), errInvalidOption);
-        ASSERT_EQ(dfaGetAcqInfo(h, acqScanTimeRel, static_cast<int32_t>(scan), &value), errNoError) << scan;
-        EXPECT_NEAR(value, days * 86400.0, 1e-6) << scan;
-      }
-      EXPECT_EQ(dfaGetLastErrorCode(h), errNoError);
-    }
-    EXPECT_EQ(dfaClose(h), 1);
-  }
-
-  // A Tarquil description with both rates 0 counts scans instead of timing them.
+// A Tarquil description with both rates 0 counts scans instead of timing them (the times of timed
+// sources: TvnApi.EveryPathReadsTheGeneratorsValues).
+TEST_F(DfaTest, AnUntimedSourceRefusesScanTimes) {
   std::vector<std::string> files = Write(SampleOf(4, 50, 5, 9), "untimed");
   std::string desc = Contents(files[0]);
   desc.replace(10, 8, 8, '\0');
