@@ -14,7 +14,6 @@
 #include "api/ApiTestKit.h"
 #include "api/DfaHandleTable.h"
 #include "platform/ProcessTraces.h"
-#include "support/ByteBuilder.h"
 #include "support/LittleEndian.h"
 
 namespace travune::apitest {
@@ -66,8 +65,6 @@ int32_t IntAnswer(int32_t h, int32_t request) {
   return value;
 }
 
-// ---- handles ----------------------------------------------------------------------------
-
 TEST_F(DfaTest, HandlesTakeTheLowestFreeSlotAndTheTableGrowsPastSixteen) {
   std::vector<std::string> descs;
   for (int i = 0; i < 17; ++i) descs.push_back(Write(SampleOf(3, 10), "h" + std::to_string(i))[0]);
@@ -81,25 +78,6 @@ TEST_F(DfaTest, HandlesTakeTheLowestFreeSlotAndTheTableGrowsPastSixteen) {
   EXPECT_EQ(dfaOpen(descs[9].c_str(), sdMorvane), 5);
   EXPECT_EQ(dfaOpen(descs[5].c_str(), sdMorvane), 9);
   for (const int32_t bad : {-1, 32, INT32_MIN}) EXPECT_EQ(dfaClose(bad), 0) << bad;
-}
-
-TEST_F(DfaTest, FilesAreHeldWhileOpenAndReleasedOnCloseOrAFailedOpen) {
-  const std::vector<std::string> good = Write(SampleOf(3, 50), "good");
-  const std::vector<std::string> tarquil = Write(SampleOf(4, 50, 0, 9), "tq");
-  const std::vector<std::string> noData = Write(SampleOf(3, 50), "nodata");
-  fs::remove(noData[1]);
-  const int before = CountOpenFileDescriptors();
-  for (int round = 0; round < 3; ++round) {
-    const int32_t h = dfaOpen(good[0].c_str(), sdUnknown);
-    ASSERT_EQ(h, 0);
-    EXPECT_EQ(dfaOpen(good[0].c_str(), sdMorvane), errInvalidFileName);
-    EXPECT_EQ(cvtReadBinDescFile(good[0].c_str(), good[1].c_str(), TRAVUNE_SRC_MORVANE), TRAVUNE_ERR_DESC_OPEN);
-    EXPECT_FALSE(platform::File::OpenRead(good[1].c_str()).IsOpen());
-    EXPECT_EQ(dfaOpen(noData[0].c_str(), sdMorvane), errInvalidFileName);
-    EXPECT_EQ(dfaOpen(tarquil[0].c_str(), sdMorvane), errBadHeaderFormat);
-    EXPECT_EQ(dfaClose(h), 1);
-  }
-  EXPECT_EQ(CountOpenFileDescriptors(), before);
 }
 
 // The load count: only the detach that balances the first attach closes the sessions.
@@ -121,9 +99,8 @@ TEST_F(DfaTest, TheLastDetachClosesEveryOpenSession) {
   EXPECT_EQ(dfaOpen(files[0].c_str(), sdMorvane), 0);
 }
 
-// ---- opening ------------------------------------------------------------------------------
-
-// Opening: each type detected in the recognisers' order, or the failure's code and no handle.
+// Opening: each type detected in the recognisers' order and its files held until the close, or
+// the failure's code, no handle and no descriptor left.
 TEST_F(DfaTest, OpeningDetectsEveryTypeOrGivesTheFailuresCode) {
   const std::vector<std::string> morvane = Write(SampleOf(3, 20), "run");
   const fs::path odd = dir_ / "odd.txt";  // a Morvane description under another extension
@@ -159,12 +136,14 @@ TEST_F(DfaTest, OpeningDetectsEveryTypeOrGivesTheFailuresCode) {
       // The type is judged before the data file is looked for.
       {noData.string(), 9, errInvalidDataType},
   };
+  const int descriptors = CountOpenFileDescriptors();
   for (const auto& c : cases) {
     SCOPED_TRACE(c.desc + " as " + std::to_string(c.type));
     const int32_t h = dfaOpen(c.desc.c_str(), c.type);
     if (c.expected > 0) {
       ASSERT_EQ(h, 0);
       EXPECT_EQ(IntAnswer(h, acqSourceDataType), c.expected);
+      EXPECT_EQ(dfaOpen(c.desc.c_str(), c.type), errInvalidFileName);  // the description is held
       EXPECT_EQ(dfaClose(h), 1);
     } else {
       EXPECT_EQ(h, c.expected);
@@ -172,9 +151,13 @@ TEST_F(DfaTest, OpeningDetectsEveryTypeOrGivesTheFailuresCode) {
     }
   }
   EXPECT_EQ(dfaOpen(nullptr, sdMorvane), errInvalidFileName);
+  // Both files are held from the conversion functions until the close.
+  const int32_t h = dfaOpen(morvane[0].c_str(), sdMorvane);
+  EXPECT_EQ(cvtReadBinDescFile(morvane[0].c_str(), morvane[1].c_str(), TRAVUNE_SRC_MORVANE), TRAVUNE_ERR_DESC_OPEN);
+  EXPECT_FALSE(platform::File::OpenRead(morvane[1].c_str()).IsOpen());
+  EXPECT_EQ(dfaClose(h), 1);
+  EXPECT_EQ(CountOpenFileDescriptors(), descriptors);
 }
-
-// ---- data-read statuses -----------------------------------------------------------------
 
 TEST_F(DfaTest, DataReadStatusesClippingAndCounts) {
   const samples::SampleSpec sample = SampleOf(3, 100);  // 15 channels
@@ -239,21 +222,8 @@ TEST_F(DfaTest, APackedReadAtTheScanCountReadsNothing) {
 
 // A scan larger than the raw block fits no block: the read delivers nothing and succeeds.
 TEST_F(DfaTest, AScanLargerThanTheBlockDeliversNoScan) {
-  constexpr int32_t kChans = 33000;
-  ByteBuilder desc;
-  for (const int32_t word : {5040, kChans, 1, 0, 0, 0, 0}) desc.I32(word);
-  desc.F32(100.0f);
-  for (int32_t c = 0; c < kChans; ++c) {
-    desc.F32(1.0f);  // gain, then type 0 (voltage) among zeros
-    desc.Zeros(12);
-    desc.F32(1.0f);
-    desc.F32(0.0f);
-    desc.I32(1);  // bipolar
-    desc.Zeros(4);
-    desc.FixedText("V", 12);
-    desc.FixedText("V", 12);
-  }
-  Store(dir_ / "wide.DSC", desc.Take());
+  constexpr int32_t kChans = 33000;  // 66,000-byte scans
+  Store(dir_ / "wide.DSC", CounterDescription(kChans, 1, 100.0f));
   Store(dir_ / "wide.bin", std::vector<uint8_t>(2 * kChans, 0));
   const int32_t h = dfaOpen((dir_ / "wide.DSC").string().c_str(), sdMorvane);
   ASSERT_GE(h, 0);
@@ -264,10 +234,9 @@ TEST_F(DfaTest, AScanLargerThanTheBlockDeliversNoScan) {
   EXPECT_EQ(count, 0u);
 }
 
-// ---- queries --------------------------------------------------------------------------------
-
-// The Morvane sample: 15 channels of 4-byte floats, channel 0 a sine of ±5 V with four digits.
-TEST_F(DfaTest, AcquisitionAndChannelAnswers) {
+// The Morvane sample: 15 channels of 4-byte floats, channel 0 a sine of ±5 V with four digits,
+// the title "Morvane"; text answers are cut to the buffer and NUL-filled.
+TEST_F(DfaTest, AcquisitionChannelAndTextAnswers) {
   const int32_t h = OpenSample(SampleOf(3, 1200, 100), "answers", sdUnknown);
   ASSERT_GE(h, 0);
   const std::pair<int32_t, int32_t> words[] = {
@@ -281,13 +250,9 @@ TEST_F(DfaTest, AcquisitionAndChannelAnswers) {
   EXPECT_EQ(dfaGetChanInfo(h, 0, chnLabel, sizeof label, label), errNoError);
   EXPECT_EQ(dfaGetChanInfo(h, 0, chnUnitsLength, 0, &unitsLength), errNoError);
   EXPECT_EQ(std::tuple(lower, precision, std::string(label), unitsLength), std::tuple(-5.0, 4, std::string("Sine"), 2));
-}
 
-TEST_F(DfaTest, TextAnswersAreCutToTheBufferAndNulFilled) {
-  const int32_t h = OpenSample(SampleOf(3, 10), "text", sdMorvane);  // title "Morvane", 7 characters
-  ASSERT_GE(h, 0);
-  const struct { int32_t size; const char* expected; } cases[] = {{1, ""}, {7, "Morvan"}, {12, "Morvane"}};
-  for (const auto& c : cases) {
+  const struct { int32_t size; const char* expected; } cuts[] = {{1, ""}, {7, "Morvan"}, {12, "Morvane"}};
+  for (const auto& c : cuts) {
     char buffer[16];
     std::memset(buffer, 'x', sizeof buffer);
     ASSERT_EQ(dfaGetAcqInfo(h, acqAppTitle, c.size, buffer), errNoError) << c.size;
