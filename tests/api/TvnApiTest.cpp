@@ -174,6 +174,7 @@ void CheckDfaScanTimes(int32_t h, const samples::SampleSpec& sample) {
     }
     ASSERT_EQ(dfaGetAcqInfo(h, acqScanTimeRel, scan, &value), errNoError);
     EXPECT_NEAR(value, (days - (dated ? triggerDays : 0.0)) * 86400.0, dated ? 1e-4 : 1e-6);
+    EXPECT_EQ(dfaGetLastErrorCode(h), errNoError);  // a time delivered clears the last error
   }
 }
 
