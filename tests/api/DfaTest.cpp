@@ -114,11 +114,12 @@ TEST_F(DfaTest, OpeningDetectsEveryTypeOrGivesTheFailuresCode) {
   fs::copy_file(morvane[1], dir_ / "junk.bin");
   const fs::path noData = dir_ / "lonely.DSC";
   fs::copy_file(morvane[0], noData);
+  const std::string tarquil9 = Write(SampleOf(4, 20, 0, 9), "tq")[0];
 
   const struct { std::string desc; int32_t type; int32_t expected; } cases[] = {
       // Opened: expected is the source data type detected (or named).
       {morvane[0], sdUnknown, sdMorvane},
-      {Write(SampleOf(4, 20, 0, 9), "tq")[0], sdUnknown, sdTarquil},
+      {tarquil9, sdUnknown, sdTarquil},
       {Write(SampleOf(8, 20, 0, 0, false, true), "thr")[0], sdUnknown, sdBrenlow},
       {Write(SampleOf(5, 20), "ql")[0], sdUnknown, sdQuillon},
       {Write(SampleOf(6, 20), "RUN")[0], sdUnknown, sdCeldrin},
@@ -131,6 +132,7 @@ TEST_F(DfaTest, OpeningDetectsEveryTypeOrGivesTheFailuresCode) {
       {junk.string(), sdUnknown, errInvalidDataType},
       {odd.string(), sdUnknown, errInvalidDataType},
       {morvane[0], sdTarquil, errBadHeaderFormat},
+      {tarquil9, sdMorvane, errBadHeaderFormat},
       {noData.string(), sdMorvane, errInvalidFileName},
       {upper.string(), sdMorvane, errInvalidFileName},
       // The type is judged before the data file is looked for.
