@@ -198,12 +198,11 @@ struct CvtSteps {
   int32_t DfaOpen() { return dfaHandle = dfaOpen(desc.c_str(), sdMorvane); }
   int32_t DfaClose() const { return dfaClose(dfaHandle); }
 
-  // o: Open, r: Read, i: Init, b: Block, c: Close, d: DfaOpen, x: DfaClose.
+  // o: Open, r: Read, b: Block, c: Close, d: DfaOpen, x: DfaClose.
   int32_t Run(char command) {
     switch (command) {
       case 'o': return Open();
       case 'r': return Read();
-      case 'i': return Init();
       case 'b': return Block();
       case 'c': return Close();
       case 'd': return DfaOpen();

@@ -1,6 +1,6 @@
 // Data File Access through its exported functions: handles, opening and detection, every status
-// of the queries and reads where it arises, scan times of absolute, relative and untimed sources,
-// and files released on close and at unload (its values: TvnApiTest).
+// of the queries and reads where it arises, an untimed source's scan times, and files released on
+// close and at unload (its values and the scan times of timed sources: TvnApiTest).
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -14,30 +14,10 @@
 #include "api/ApiTestKit.h"
 #include "api/DfaHandleTable.h"
 #include "platform/ProcessTraces.h"
-#include "support/ByteBuilder.h"
 #include "support/LittleEndian.h"
 
 namespace travune::apitest {
 namespace {
-
-struct Variant {
-  const char* name;
-  samples::SampleSpec sample;
-};
-
-// Every Data File Access type with its variants; Tarquil with 9 channels, as a 7-channel
-// Tarquil description has exactly the size of a Morvane one.
-const Variant kVariants[] = {
-    {"morvane", SampleOf(3, 1200, 100)},
-    {"morvane18", SampleOf(3, 700, 0, 18)},
-    {"tarquil9", SampleOf(4, 1200, 100, 9)},
-    {"tarquilPacked", SampleOf(4, 1001, 50, 9, true)},
-    {"brenlow", SampleOf(2, 1200, 100)},
-    {"brenlowStamps", SampleOf(2, 1200, 100, 0, false, true)},
-    {"quillon", SampleOf(5, 1200, 100)},
-    {"celdrin", SampleOf(6, 1200, 100)},
-    {"celdrinStamps", SampleOf(6, 1200, 100, 0, false, true)},
-};
 
 // Two pages: the first writable, the second read-only. Buffers placed just below the boundary
 // are writable for what fits before it and no further.
@@ -85,8 +65,6 @@ int32_t IntAnswer(int32_t h, int32_t request) {
   return value;
 }
 
-// ---- handles ----------------------------------------------------------------------------
-
 TEST_F(DfaTest, HandlesTakeTheLowestFreeSlotAndTheTableGrowsPastSixteen) {
   std::vector<std::string> descs;
   for (int i = 0; i < 17; ++i) descs.push_back(Write(SampleOf(3, 10), "h" + std::to_string(i))[0]);
@@ -100,25 +78,6 @@ TEST_F(DfaTest, HandlesTakeTheLowestFreeSlotAndTheTableGrowsPastSixteen) {
   EXPECT_EQ(dfaOpen(descs[9].c_str(), sdMorvane), 5);
   EXPECT_EQ(dfaOpen(descs[5].c_str(), sdMorvane), 9);
   for (const int32_t bad : {-1, 32, INT32_MIN}) EXPECT_EQ(dfaClose(bad), 0) << bad;
-}
-
-TEST_F(DfaTest, FilesAreHeldWhileOpenAndReleasedOnCloseOrAFailedOpen) {
-  const std::vector<std::string> good = Write(SampleOf(3, 50), "good");
-  const std::vector<std::string> tarquil = Write(SampleOf(4, 50, 0, 9), "tq");
-  const std::vector<std::string> noData = Write(SampleOf(3, 50), "nodata");
-  fs::remove(noData[1]);
-  const int before = CountOpenFileDescriptors();
-  for (int round = 0; round < 3; ++round) {
-    const int32_t h = dfaOpen(good[0].c_str(), sdUnknown);
-    ASSERT_EQ(h, 0);
-    EXPECT_EQ(dfaOpen(good[0].c_str(), sdMorvane), errInvalidFileName);
-    EXPECT_EQ(cvtReadBinDescFile(good[0].c_str(), good[1].c_str(), TRAVUNE_SRC_MORVANE), TRAVUNE_ERR_DESC_OPEN);
-    EXPECT_FALSE(platform::File::OpenRead(good[1].c_str()).IsOpen());
-    EXPECT_EQ(dfaOpen(noData[0].c_str(), sdMorvane), errInvalidFileName);
-    EXPECT_EQ(dfaOpen(tarquil[0].c_str(), sdMorvane), errBadHeaderFormat);
-    EXPECT_EQ(dfaClose(h), 1);
-  }
-  EXPECT_EQ(CountOpenFileDescriptors(), before);
 }
 
 // The load count: only the detach that balances the first attach closes the sessions.
@@ -140,9 +99,9 @@ TEST_F(DfaTest, TheLastDetachClosesEveryOpenSession) {
   EXPECT_EQ(dfaOpen(files[0].c_str(), sdMorvane), 0);
 }
 
-// ---- opening ------------------------------------------------------------------------------
-
-TEST_F(DfaTest, OpenFailuresGiveTheirCodesAndUseNoHandle) {
+// Opening: each type detected in the recognisers' order and its files held until the close, or
+// the failure's code, no handle and no descriptor left.
+TEST_F(DfaTest, OpeningDetectsEveryTypeOrGivesTheFailuresCode) {
   const std::vector<std::string> morvane = Write(SampleOf(3, 20), "run");
   const fs::path odd = dir_ / "odd.txt";  // a Morvane description under another extension
   fs::copy_file(morvane[0], odd);
@@ -155,24 +114,38 @@ TEST_F(DfaTest, OpenFailuresGiveTheirCodesAndUseNoHandle) {
   fs::copy_file(morvane[1], dir_ / "junk.bin");
   const fs::path noData = dir_ / "lonely.DSC";
   fs::copy_file(morvane[0], noData);
+  const std::string tarquil9 = Write(SampleOf(4, 20, 0, 9), "tq")[0];
 
   const struct { std::string desc; int32_t type; int32_t expected; } cases[] = {
+      // Opened: expected is the source data type detected (or named).
+      {morvane[0], sdUnknown, sdMorvane},
+      {tarquil9, sdUnknown, sdTarquil},
+      {Write(SampleOf(8, 20, 0, 0, false, true), "thr")[0], sdUnknown, sdBrenlow},
+      {Write(SampleOf(5, 20), "ql")[0], sdUnknown, sdQuillon},
+      {Write(SampleOf(6, 20), "RUN")[0], sdUnknown, sdCeldrin},
+      // A 7-channel Tarquil description has the size of a Morvane one, whose test comes first.
+      {Write(SampleOf(4, 20), "tq7")[0], sdUnknown, sdMorvane},
+      {odd.string(), sdMorvane, sdMorvane},  // an explicit type does not look at the extension
+      // Refused: expected is the status.
       {(dir_ / "missing.DSC").string(), sdMorvane, errInvalidFileName},
       {morvane[0], 7, errInvalidDataType},
       {junk.string(), sdUnknown, errInvalidDataType},
       {odd.string(), sdUnknown, errInvalidDataType},
-      {odd.string(), sdMorvane, errNoError},  // an explicit type does not look at the extension
       {morvane[0], sdTarquil, errBadHeaderFormat},
+      {tarquil9, sdMorvane, errBadHeaderFormat},
       {noData.string(), sdMorvane, errInvalidFileName},
       {upper.string(), sdMorvane, errInvalidFileName},
       // The type is judged before the data file is looked for.
       {noData.string(), 9, errInvalidDataType},
   };
+  const int descriptors = CountOpenFileDescriptors();
   for (const auto& c : cases) {
     SCOPED_TRACE(c.desc + " as " + std::to_string(c.type));
     const int32_t h = dfaOpen(c.desc.c_str(), c.type);
-    if (c.expected == errNoError) {
-      EXPECT_EQ(h, 0);
+    if (c.expected > 0) {
+      ASSERT_EQ(h, 0);
+      EXPECT_EQ(IntAnswer(h, acqSourceDataType), c.expected);
+      EXPECT_EQ(dfaOpen(c.desc.c_str(), c.type), errInvalidFileName);  // the description is held
       EXPECT_EQ(dfaClose(h), 1);
     } else {
       EXPECT_EQ(h, c.expected);
@@ -180,26 +153,13 @@ TEST_F(DfaTest, OpenFailuresGiveTheirCodesAndUseNoHandle) {
     }
   }
   EXPECT_EQ(dfaOpen(nullptr, sdMorvane), errInvalidFileName);
+  // Both files are held from the conversion functions until the close.
+  const int32_t h = dfaOpen(morvane[0].c_str(), sdMorvane);
+  EXPECT_EQ(cvtReadBinDescFile(morvane[0].c_str(), morvane[1].c_str(), TRAVUNE_SRC_MORVANE), TRAVUNE_ERR_DESC_OPEN);
+  EXPECT_FALSE(platform::File::OpenRead(morvane[1].c_str()).IsOpen());
+  EXPECT_EQ(dfaClose(h), 1);
+  EXPECT_EQ(CountOpenFileDescriptors(), descriptors);
 }
-
-TEST_F(DfaTest, DetectionFindsEveryTypeInItsOrder) {
-  const struct { const char* name; samples::SampleSpec sample; int32_t detected; } cases[] = {
-      {"DATA", SampleOf(3, 20), sdMorvane}, {"tq", SampleOf(4, 20, 0, 9), sdTarquil},
-      {"thr", SampleOf(8, 20, 0, 0, false, true), sdBrenlow}, {"ql", SampleOf(5, 20), sdQuillon},
-      {"RUN", SampleOf(6, 20), sdCeldrin},
-      // A 7-channel Tarquil description has the size of a Morvane one, whose test comes first.
-      {"tq7", SampleOf(4, 20), sdMorvane},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const int32_t h = OpenSample(c.sample, c.name, sdUnknown);
-    ASSERT_GE(h, 0);
-    EXPECT_EQ(IntAnswer(h, acqSourceDataType), c.detected);
-    EXPECT_EQ(dfaClose(h), 1);
-  }
-}
-
-// ---- data-read statuses -----------------------------------------------------------------
 
 TEST_F(DfaTest, DataReadStatusesClippingAndCounts) {
   const samples::SampleSpec sample = SampleOf(3, 100);  // 15 channels
@@ -264,21 +224,8 @@ TEST_F(DfaTest, APackedReadAtTheScanCountReadsNothing) {
 
 // A scan larger than the raw block fits no block: the read delivers nothing and succeeds.
 TEST_F(DfaTest, AScanLargerThanTheBlockDeliversNoScan) {
-  constexpr int32_t kChans = 33000;
-  ByteBuilder desc;
-  for (const int32_t word : {5040, kChans, 1, 0, 0, 0, 0}) desc.I32(word);
-  desc.F32(100.0f);
-  for (int32_t c = 0; c < kChans; ++c) {
-    desc.F32(1.0f);  // gain, then type 0 (voltage) among zeros
-    desc.Zeros(12);
-    desc.F32(1.0f);
-    desc.F32(0.0f);
-    desc.I32(1);  // bipolar
-    desc.Zeros(4);
-    desc.FixedText("V", 12);
-    desc.FixedText("V", 12);
-  }
-  Store(dir_ / "wide.DSC", desc.Take());
+  constexpr int32_t kChans = 33000;  // 66,000-byte scans
+  Store(dir_ / "wide.DSC", CounterDescription(kChans, 1, 100.0f));
   Store(dir_ / "wide.bin", std::vector<uint8_t>(2 * kChans, 0));
   const int32_t h = dfaOpen((dir_ / "wide.DSC").string().c_str(), sdMorvane);
   ASSERT_GE(h, 0);
@@ -289,11 +236,10 @@ TEST_F(DfaTest, AScanLargerThanTheBlockDeliversNoScan) {
   EXPECT_EQ(count, 0u);
 }
 
-// ---- queries --------------------------------------------------------------------------------
-
-// The Morvane sample: 15 channels of 4-byte floats, channel 0 a sine of ±5 V with four digits.
-TEST_F(DfaTest, AcquisitionAndChannelAnswers) {
-  const int32_t h = OpenSample(kVariants[0].sample, "answers", sdUnknown);
+// The Morvane sample: 15 channels of 4-byte floats, channel 0 a sine of ±5 V with four digits,
+// the title "Morvane"; text answers are cut to the buffer and NUL-filled.
+TEST_F(DfaTest, AcquisitionChannelAndTextAnswers) {
+  const int32_t h = OpenSample(SampleOf(3, 1200, 100), "answers", sdUnknown);
   ASSERT_GE(h, 0);
   const std::pair<int32_t, int32_t> words[] = {
       {acqNumScans, 1200}, {acqScanSize, 4 * 15}, {acqPreTrigCount, 100}, {acqAppTitleLength, 8}};
@@ -306,13 +252,9 @@ TEST_F(DfaTest, AcquisitionAndChannelAnswers) {
   EXPECT_EQ(dfaGetChanInfo(h, 0, chnLabel, sizeof label, label), errNoError);
   EXPECT_EQ(dfaGetChanInfo(h, 0, chnUnitsLength, 0, &unitsLength), errNoError);
   EXPECT_EQ(std::tuple(lower, precision, std::string(label), unitsLength), std::tuple(-5.0, 4, std::string("Sine"), 2));
-}
 
-TEST_F(DfaTest, TextAnswersAreCutToTheBufferAndNulFilled) {
-  const int32_t h = OpenSample(SampleOf(3, 10), "text", sdMorvane);  // title "Morvane", 7 characters
-  ASSERT_GE(h, 0);
-  const struct { int32_t size; const char* expected; } cases[] = {{1, ""}, {7, "Morvan"}, {12, "Morvane"}};
-  for (const auto& c : cases) {
+  const struct { int32_t size; const char* expected; } cuts[] = {{1, ""}, {7, "Morvan"}, {12, "Morvane"}};
+  for (const auto& c : cuts) {
     char buffer[16];
     std::memset(buffer, 'x', sizeof buffer);
     ASSERT_EQ(dfaGetAcqInfo(h, acqAppTitle, c.size, buffer), errNoError) << c.size;
@@ -371,38 +313,9 @@ TEST_F(DfaTest, QueryStatusesAndTheLastErrorTheyLeave) {
   EXPECT_EQ(dfaGetLastErrorCode(h), errInvalidOption);  // an invalid handle touches no session
 }
 
-// Scan times in both forms from sources with absolute, relative and no times.
-TEST_F(DfaTest, ScanTimesOfAbsoluteRelativeAndUntimedSources) {
-  const struct {
-    Variant v;
-    bool absolute;
-  } cases[] = {{kVariants[0], false}, {kVariants[2], false}, {kVariants[5], true}, {kVariants[8], true}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.v.name);
-    const int32_t h = OpenSample(c.v.sample, c.v.name, c.v.sample.type);
-    ASSERT_GE(h, 0);
-    const int64_t trigger = c.v.sample.preTrig;
-    const double triggerDays = samples::ExpectedScanTime(c.v.sample, trigger);
-    for (const int64_t scan : {int64_t{0}, trigger, c.v.sample.scans - 1}) {
-      const double days = samples::ExpectedScanTime(c.v.sample, scan);
-      double value = 0.0;
-      if (c.absolute) {
-        ASSERT_EQ(dfaGetAcqInfo(h, acqScanTimeAbs, static_cast<int32_t>(scan), &value), errNoError) << scan;
-        EXPECT_NEAR(value, days, 1e-9) << scan;
-        ASSERT_EQ(dfaGetAcqInfo(h, acqScanTimeRel, static_cast<int32_t>(scan), &value), errNoError) << scan;
-        EXPECT_NEAR(value, (days - triggerDays) * 86400.0, 1e-4) << scan;
-      } else {
-        EXPECT_EQ(dfaGetAcqInfo(h, acqScanTimeAbs, static_cast<int32_t>(scan), &value), errInvalidOption) << scan;
-        EXPECT_EQ(dfaGetLastErrorCode(h), errInvalidOption);
-        ASSERT_EQ(dfaGetAcqInfo(h, acqScanTimeRel, static_cast<int32_t>(scan), &value), errNoError) << scan;
-        EXPECT_NEAR(value, days * 86400.0, 1e-6) << scan;
-      }
-      EXPECT_EQ(dfaGetLastErrorCode(h), errNoError);
-    }
-    EXPECT_EQ(dfaClose(h), 1);
-  }
-
-  // A Tarquil description with both rates 0 counts scans instead of timing them.
+// A Tarquil description with both rates 0 counts scans instead of timing them (the times of timed
+// sources: TvnApi.EveryPathReadsTheGeneratorsValues).
+TEST_F(DfaTest, AnUntimedSourceRefusesScanTimes) {
   std::vector<std::string> files = Write(SampleOf(4, 50, 5, 9), "untimed");
   std::string desc = Contents(files[0]);
   desc.replace(10, 8, 8, '\0');

@@ -4,16 +4,14 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include "travune/travune.h"
 
 namespace {
 
-struct Described {
-  int32_t result;
-  std::string display, ext1, ext2, shortName;
-  int32_t kind;
-};
+// The result, display name, both extensions, short name and kind ("x" and -7: untouched).
+using Described = std::tuple<int32_t, std::string, std::string, std::string, std::string, int32_t>;
 
 Described ById(int32_t id, int32_t flags) {
   char display[64] = "x", ext1[16] = "x", ext2[16] = "x", shortName[16] = "x";
@@ -33,15 +31,7 @@ TEST(FormatRegistry, DescribesRowsOfTheChosenSection) {
       // Only bit 0 chooses the section.
       {3, 0x100, {1, "ASCII Text (Spreadsheet)", "TXT", "", "ASCII", 2}},
   };
-  for (const Case& c : cases) {
-    const Described d = ById(c.id, c.flags);
-    EXPECT_EQ(d.result, c.expected.result) << c.id;
-    EXPECT_EQ(d.display, c.expected.display) << c.id;
-    EXPECT_EQ(d.ext1, c.expected.ext1) << c.id;
-    EXPECT_EQ(d.ext2, c.expected.ext2) << c.id;
-    EXPECT_EQ(d.shortName, c.expected.shortName) << c.id;
-    EXPECT_EQ(d.kind, c.expected.kind) << c.id;
-  }
+  for (const Case& c : cases) EXPECT_EQ(ById(c.id, c.flags), c.expected) << c.id << " in section " << c.flags;
   EXPECT_EQ(cvtGetFormatById(3, 1, nullptr, nullptr, nullptr, nullptr, nullptr), 1);
 }
 

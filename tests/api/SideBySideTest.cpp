@@ -68,56 +68,51 @@ class SideBySide : public ::testing::Test {
   const std::vector<std::string> copy_ = scratch_.Sample(SampleOf(TRAVUNE_SRC_MORVANE, 2000, 100, 8), "COPY");
 };
 
-// The same acquisition, or another one into the same output, while the first conversion runs:
-// the file the first holds is refused with the status of its step, and the first's output is the
-// one it writes alone.
-TEST_F(SideBySide, AFileHeldByAConversionIsRefusedToTheSecondProcess) {
+// A second conversion while the first runs. Of the same acquisition, or of another one into the
+// same output, the file the first holds is refused with the status of its step; of another
+// acquisition into another output, sharing the temporary directory, both convert block by block
+// in turn. Every output is the one its conversion writes alone.
+TEST_F(SideBySide, ASecondConversionIsRefusedAHeldFileOrRunsBesideTheFirst) {
   struct Case {
     const char* what;
     int32_t format;
-    bool sameAcquisition;
-    char refusedStep;
+    bool sameAcquisition, sameOutput;
+    char refusedStep;  // 0: none refused
     int32_t refusal;
   };
   const Case cases[] = {
-      {"same acquisition: its data file is held", TRAVUNE_FMT_FLOAT32, true, 'r', TRAVUNE_ERR_SOURCE},
-      {"same data file output", TRAVUNE_FMT_FLOAT32, false, 'o', TRAVUNE_ERR_DATA_CREATE},
-      {"same header file output", TRAVUNE_FMT_DADISP, false, 'o', TRAVUNE_ERR_WRITER},
-      {"same UFF output", TRAVUNE_FMT_UFF58_ASCII, false, 'o', TRAVUNE_ERR_DATA_CREATE},
+      {"same acquisition: its data file is held", TRAVUNE_FMT_FLOAT32, true, false, 'r', TRAVUNE_ERR_SOURCE},
+      {"same data file output", TRAVUNE_FMT_FLOAT32, false, true, 'o', TRAVUNE_ERR_DATA_CREATE},
+      {"same header file output", TRAVUNE_FMT_DADISP, false, true, 'o', TRAVUNE_ERR_WRITER},
+      {"same UFF output", TRAVUNE_FMT_UFF58_ASCII, false, true, 'o', TRAVUNE_ERR_DATA_CREATE},
+      {"separate UFF text outputs", TRAVUNE_FMT_UFF58_ASCII, false, false, 0, 0},
+      {"separate UFF binary outputs", TRAVUNE_FMT_UFF58_BINARY, false, false, 0, 0},
+      {"separate DIAdem outputs", TRAVUNE_FMT_DIADEM, false, false, 0, 0},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    // An output of each case's own, so that no file of an earlier case is counted.
-    const CvtSteps first = Steps(run_, "held" + std::to_string(&c - cases) + ".out", c.format);
-    const std::string reference = Reference(first);
-    auto holder = Start(first);
-    auto second = Start(Steps(c.sameAcquisition ? run_ : copy_, first.output, c.format));
-    ASSERT_EQ(Ask(*holder, 'o'), 0);
-    ASSERT_GE(Ask(*holder, 'b'), 0);
-    EXPECT_EQ(Ask(*second, c.refusedStep), c.refusal);
-    ExpectClosedAndEnded(*second);
-    EXPECT_TRUE(ConvertRest({holder.get()}));
-    ExpectClosedAndEnded(*holder);
-    EXPECT_TRUE(Output(first) == reference);
-    EXPECT_EQ(scratch_.TempFilesLeft(), 0) << "temporary files were left";
-  }
-}
-
-// Two acquisitions into two outputs, block by block in turn, sharing the temporary directory.
-TEST_F(SideBySide, ConversionsOfSeparateFilesInterleavedBothComeOutWhole) {
-  for (const int32_t format : {TRAVUNE_FMT_UFF58_ASCII, TRAVUNE_FMT_UFF58_BINARY, TRAVUNE_FMT_DIADEM}) {
-    SCOPED_TRACE(format);
-    const CvtSteps one = Steps(run_, "one.out", format), two = Steps(copy_, "two.out", format);
-    const std::string referenceOne = Reference(one), referenceTwo = Reference(two);
+    // Outputs of each case's own, so that no file of an earlier case is counted.
+    const std::string name = "case" + std::to_string(&c - cases);
+    const CvtSteps one = Steps(run_, name + ".one", c.format);
+    const CvtSteps two = Steps(c.sameAcquisition ? run_ : copy_, c.sameOutput ? one.output : name + ".two", c.format);
+    const std::string referenceOne = Reference(one);
+    const std::string referenceTwo = c.refusedStep == 0 ? Reference(two) : "";
     auto first = Start(one);
     auto second = Start(two);
     ASSERT_EQ(Ask(*first, 'o'), 0);
-    ASSERT_EQ(Ask(*second, 'o'), 0);
-    EXPECT_TRUE(ConvertRest({first.get(), second.get()}));
+    if (c.refusedStep != 0) {
+      ASSERT_GE(Ask(*first, 'b'), 0);
+      EXPECT_EQ(Ask(*second, c.refusedStep), c.refusal);
+      ExpectClosedAndEnded(*second);
+      EXPECT_TRUE(ConvertRest({first.get()}));
+    } else {
+      ASSERT_EQ(Ask(*second, 'o'), 0);
+      EXPECT_TRUE(ConvertRest({first.get(), second.get()}));
+      ExpectClosedAndEnded(*second);
+      EXPECT_TRUE(Output(two) == referenceTwo);
+    }
     ExpectClosedAndEnded(*first);
-    ExpectClosedAndEnded(*second);
     EXPECT_TRUE(Output(one) == referenceOne);
-    EXPECT_TRUE(Output(two) == referenceTwo);
     EXPECT_EQ(scratch_.TempFilesLeft(), 0) << "temporary files were left";
   }
 }

@@ -1,9 +1,10 @@
-// Every read path (handle API, Data File Access, binary descriptors) against the raw-float
-// conversion of the exported functions, recordings beyond 4 GiB and 2^32 scans read where they
-// end, and handles on several threads at once.
+// Every source variant converted to raw floats and held to the generator's values, every other
+// read path (handle API, Data File Access, binary descriptors) against that conversion,
+// recordings beyond 4 GiB and 2^32 scans read where they end, and handles on several threads.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <set>
 #include <string>
@@ -16,15 +17,17 @@
 namespace travune::apitest {
 namespace {
 
-// An acquisition read along every path. dfa: a Data File Access type, read there too;
-// guessed: opened with its type guessed; binDescHeader: the size of its description's header
-// when the binary-descriptor functions take it (0: they are not tried).
+// An acquisition converted to raw floats through the exported functions (with flags) and held
+// to the generator's plain values, then read along every other path. dfa: a Data File Access
+// type, read there too; guessed: opened with its type guessed; binDescHeader: the size of its
+// description's header when the binary-descriptor functions take it (0: they are not tried).
 struct Variant {
   const char* name;
   samples::SampleSpec sample;
   bool guessed = false;
   bool dfa = false;
   size_t binDescHeader = 0;
+  uint32_t flags = 0;  // the conversion's flags; other paths are read only without flags
 };
 
 // Every source type, Data File Access type and their variants; the long ones cross several
@@ -35,16 +38,23 @@ const Variant kVariants[] = {
     {"tarquil", SampleOf(TRAVUNE_SRC_TARQUIL, 650), true},
     {"brenlow", SampleOf(TRAVUNE_SRC_BRENLOW, 600, 20, 0, false, true), true, true},
     // The Brenlow variants share Brenlow's layout: they are named, not guessed.
-    {"vexmoor", SampleOf(TRAVUNE_SRC_VEXMOOR, 500, 10)},
-    {"threnix", SampleOf(TRAVUNE_SRC_THRENIX, 500)},
+    {"vexmoor", SampleOf(TRAVUNE_SRC_VEXMOOR, 600, 10, 6)},
+    {"threnix", SampleOf(TRAVUNE_SRC_THRENIX, 500, 10, 0, false, true)},
     {"quillon", SampleOf(TRAVUNE_SRC_QUILLON, 640, 40), true, true},
+    {"quillon7", SampleOf(TRAVUNE_SRC_QUILLON, 500, 0, 7)},
     {"celdrin", SampleOf(TRAVUNE_SRC_CELDRIN, 610, 30, 0, false, true), true, true},
+    {"celdrin9", SampleOf(TRAVUNE_SRC_CELDRIN, 800, 0, 9)},
     {"morvane18", SampleOf(TRAVUNE_SRC_MORVANE, 700, 0, 18), false, true},
     {"tarquil9", SampleOf(TRAVUNE_SRC_TARQUIL, 1200, 100, 9), false, true},
+    {"tarquilPacked7", SampleOf(TRAVUNE_SRC_TARQUIL, 1001, 50, 0, true)},
     {"tarquilPacked", SampleOf(TRAVUNE_SRC_TARQUIL, 1001, 50, 9, true), false, true},
     {"packedLong", SampleOf(TRAVUNE_SRC_TARQUIL, 20003, 0, 9, true), false, true, 26},
     {"brenlowUntimed", SampleOf(TRAVUNE_SRC_BRENLOW, 1200, 100), false, true},
+    {"brenlowOwnStamps", SampleOf(TRAVUNE_SRC_BRENLOW, 1200, 0, 7, false, true), false, false, 0,
+     TRAVUNE_FLAG_OWN_STAMPS},
     {"celdrinUntimed", SampleOf(TRAVUNE_SRC_CELDRIN, 1200, 100), false, true},
+    {"celdrinOwnStamps", SampleOf(TRAVUNE_SRC_CELDRIN, 1200, 100, 0, false, true), false, false, 0,
+     TRAVUNE_FLAG_OWN_STAMPS},
     {"celdrinLong", SampleOf(TRAVUNE_SRC_CELDRIN, 9000, 0, 0, false, true), false, true},
 };
 
@@ -52,18 +62,57 @@ class TvnApi : public ::testing::Test {
  protected:
   std::vector<std::string> Write(const Variant& v) const { return scratch_.Sample(v.sample, v.name); }
 
-  // Converts through the exported functions into data (and header); 0 or the first failure.
+  // Converts scans [first, first + count) (count 0: every scan) through the exported functions
+  // into data (and header); 0 or the first failure.
   static int32_t ConvertWithCvt(const std::vector<std::string>& files, int type, int32_t format,
-                                const fs::path& data, const fs::path& header) {
+                                const fs::path& data, const fs::path& header, uint32_t flags = 0,
+                                uint32_t first = 0, uint32_t count = 0) {
     CvtSteps steps(files, header.string(), data.string(), format);
     steps.type = type;
+    steps.flags = flags;
     steps.blockBytes = 0;
+    steps.first = first;
+    steps.count = count;
     return steps.Whole();
   }
 
   Scratch scratch_;
   const fs::path dir_ = scratch_.Root();
 };
+
+// Each converted float against the plain value of its scan and channel. The channel's tolerance
+// is what the raw encoding loses (half a code step of its range, one step of packed 12-bit
+// samples, half a tenth of a degree from the driver); the output adds one float32 rounding,
+// at most 2^-24 of the value.
+void ExpectPlainValues(const samples::SampleSpec& sample, int64_t first, int64_t count, const std::string& bytes) {
+  const samples::PlainValues plain = samples::PlainValuesOf(sample, first, count);
+  ASSERT_EQ(bytes.size(), 4 * plain.values.size());
+  int failures = 0;
+  for (size_t i = 0; i < plain.values.size() && failures < 10; ++i) {
+    const size_t chan = i % static_cast<size_t>(plain.chans);
+    const double value = le::F32(&bytes[4 * i]);
+    const double expected = plain.values[i];
+    if (!(std::fabs(value - expected) <= plain.tolerances[chan] + std::ldexp(std::fabs(expected), -24))) {
+      ++failures;
+      ADD_FAILURE() << "scan " << first + static_cast<int64_t>(i / static_cast<size_t>(plain.chans)) << " channel "
+                    << chan << ": got " << value << ", expected " << expected << " ± " << plain.tolerances[chan];
+    }
+  }
+}
+
+// The exported functions' facts of the acquisition: scans, channels, and the times of the first
+// and trigger scans. 1e-9 days is 86 µs: far below any scan interval, far above double rounding.
+void CheckCvtFacts(const Variant& v, const std::vector<std::string>& files) {
+  ASSERT_GE(cvtReadBinDescFile(files[0].c_str(), files[1].c_str(), v.sample.type), 0);
+  EXPECT_EQ(cvtGetNumScans(), v.sample.scans);
+  EXPECT_EQ(cvtGetNumChansUser(), samples::NumChannels(v.sample));
+  for (const int64_t scan : {int64_t{0}, v.sample.preTrig}) {
+    double days = 0.0;
+    ASSERT_EQ(tvnGetScanTime(static_cast<uint32_t>(scan), &days), 0) << "scan " << scan;
+    EXPECT_NEAR(days, samples::ExpectedScanTime(v.sample, scan), 1e-9) << "scan " << scan;
+  }
+  cvtReleaseResources();
+}
 
 bool SameFloats(const std::vector<float>& values, const std::string& bytes) {
   return values.size() * 4 == bytes.size() && std::memcmp(values.data(), bytes.data(), bytes.size()) == 0;
@@ -107,6 +156,28 @@ std::vector<float> DfaRead(int32_t h, uint32_t first, uint32_t count, int32_t ch
   return values;
 }
 
+// Data File Access's scan times of the first, trigger and last scans: in days for sources with
+// dates (an absolute time after 1900), refused for the others; in seconds from the trigger scan
+// for both.
+void CheckDfaScanTimes(int32_t h, const samples::SampleSpec& sample) {
+  const double triggerDays = samples::ExpectedScanTime(sample, sample.preTrig);
+  const bool dated = samples::ExpectedScanTime(sample, 0) > 1.0;
+  for (const int32_t scan : {int32_t{0}, static_cast<int32_t>(sample.preTrig), static_cast<int32_t>(sample.scans - 1)}) {
+    SCOPED_TRACE(scan);
+    const double days = samples::ExpectedScanTime(sample, scan);
+    double value = 0.0;
+    if (dated) {
+      ASSERT_EQ(dfaGetAcqInfo(h, acqScanTimeAbs, scan, &value), errNoError);
+      EXPECT_NEAR(value, days, 1e-9);
+    } else {
+      EXPECT_EQ(dfaGetAcqInfo(h, acqScanTimeAbs, scan, &value), errInvalidOption);
+    }
+    ASSERT_EQ(dfaGetAcqInfo(h, acqScanTimeRel, scan, &value), errNoError);
+    EXPECT_NEAR(value, (days - (dated ? triggerDays : 0.0)) * 86400.0, dated ? 1e-4 : 1e-6);
+    EXPECT_EQ(dfaGetLastErrorCode(h), errNoError);  // a time delivered clears the last error
+  }
+}
+
 // Data File Access: every scan read in pieces of odd sizes, then channel by channel.
 void CheckDfaReads(const Variant& v, const std::vector<std::string>& files, const std::string& converted) {
   const int32_t h = dfaOpen(files[0].c_str(), v.sample.type);
@@ -127,6 +198,7 @@ void CheckDfaReads(const Variant& v, const std::vector<std::string>& files, cons
     for (size_t i = static_cast<size_t>(chan); i < all.size(); i += static_cast<size_t>(chans)) column.push_back(all[i]);
     EXPECT_TRUE(DfaRead(h, 0, scans, chan, chans) == column) << "channel " << chan;
   }
+  CheckDfaScanTimes(h, v.sample);
   EXPECT_EQ(dfaClose(h), 1);
 }
 
@@ -146,17 +218,38 @@ void CheckBinDescBlock(const Variant& v, const std::vector<std::string>& files, 
   EXPECT_TRUE(SameFloats(values, converted));
 }
 
-// The raw-float conversion through the exported functions, and every other way of reading the
-// same scans, give the same bits.
-TEST_F(TvnApi, EveryReadPathGivesTheBitsOfTheRawFloatConversion) {
+// The raw-float conversion through the exported functions holds the generator's values, and
+// every other way of reading the same scans gives its bits.
+TEST_F(TvnApi, EveryPathReadsTheGeneratorsValues) {
   for (const Variant& v : kVariants) {
     SCOPED_TRACE(v.name);
     const std::vector<std::string> files = Write(v);
-    ASSERT_EQ(ConvertWithCvt(files, v.sample.type, TRAVUNE_FMT_FLOAT32, dir_ / "all.f32", dir_ / "all.hdr"), 0);
+    CheckCvtFacts(v, files);
+    ASSERT_EQ(ConvertWithCvt(files, v.sample.type, TRAVUNE_FMT_FLOAT32, dir_ / "all.f32", dir_ / "all.hdr", v.flags),
+              0);
     const std::string converted = Contents(dir_ / "all.f32");
+    ExpectPlainValues(v.sample, 0, v.sample.scans, converted);
+    if (v.flags != 0) continue;
     CheckHandleApiReads(v, files, converted);
     if (v.dfa) CheckDfaReads(v, files, converted);
     if (v.binDescHeader > 0) CheckBinDescBlock(v, files, converted);
+  }
+}
+
+// A range of the exported functions converts those scans only; odd first scans make packed
+// blocks start inside a six-byte group.
+TEST_F(TvnApi, AScanRangeConvertsThoseScansOnly) {
+  const struct { const char* variant; uint32_t first, count; } cases[] = {
+      {"morvane", 333, 200}, {"tarquilPacked7", 1, 999}, {"tarquilPacked7", 777, 3}, {"tarquilPacked", 5, 17},
+      {"celdrinOwnStamps", 99, 300}};
+  for (const auto& c : cases) {
+    const Variant& v = *std::find_if(std::begin(kVariants), std::end(kVariants),
+                                     [&](const Variant& each) { return std::string(each.name) == c.variant; });
+    SCOPED_TRACE(std::string(v.name) + " from " + std::to_string(c.first));
+    ASSERT_EQ(ConvertWithCvt(Write(v), v.sample.type, TRAVUNE_FMT_FLOAT32, dir_ / "part.f32", dir_ / "part.hdr",
+                             v.flags, c.first, c.count),
+              0);
+    ExpectPlainValues(v.sample, c.first, c.count, Contents(dir_ / "part.f32"));
   }
 }
 

@@ -31,19 +31,18 @@ struct MorvaneChan {
 };
 
 struct MorvaneHead {
-  int32_t numChans = -1;  // -1: the number of channels given
-  uint32_t progScans = 100;
   uint32_t preTrig = 0;
   int32_t firstChannel = 0;  // exchanges raw positions with channel 0 (0: none)
   float rate = 1000.0f;
 };
 
-// The current description form: a 32-byte header and 56-byte channel records.
+// The current description form: a 32-byte header (100 programmed scans) and 56-byte channel
+// records.
 inline std::vector<uint8_t> MorvaneImage(const std::vector<MorvaneChan>& chans, const MorvaneHead& h = {}) {
   ByteBuilder b;
   b.I32(5040);
-  b.I32(h.numChans < 0 ? static_cast<int32_t>(chans.size()) : h.numChans);
-  b.U32(h.progScans);
+  b.I32(static_cast<int32_t>(chans.size()));
+  b.U32(100);
   b.U32(h.preTrig);
   Junk(b, 8);
   b.I32(h.firstChannel);
@@ -116,7 +115,6 @@ struct QuillonDesc {
   std::optional<int16_t> numChans = std::nullopt;  // unset: the number of records
   int32_t preTrigCount = 100;
   double scanRate = 4.0;
-  double triggerDate = 37623.5;
   std::vector<QuillonChan> channels = {QuillonChan{}, QuillonChan{}};
 };
 
@@ -126,7 +124,8 @@ inline void CountedText(ByteBuilder& b, const std::string& text, std::optional<u
   b.Text(text);
 }
 
-// Version 3.14; the channel records carry units "degC" and a last text "xyz".
+// Version 3.14, triggered at day 37623.5; the channel records carry units "degC" and a last
+// text "xyz".
 inline std::vector<uint8_t> QuillonImage(const QuillonDesc& d) {
   ByteBuilder b;
   CountedText(b, d.app, d.appClaim);
@@ -139,7 +138,7 @@ inline std::vector<uint8_t> QuillonImage(const QuillonDesc& d) {
   b.I32(d.preTrigCount);
   Junk(b, 4);
   b.F64(d.scanRate);
-  b.F64(d.triggerDate);
+  b.F64(37623.5);
   for (const QuillonChan& c : d.channels) {
     b.I32(c.type);
     b.F32(c.upper);

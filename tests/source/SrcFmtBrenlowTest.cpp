@@ -148,50 +148,37 @@ TEST(SrcFmtBrenlowTest, TimeFormatFollowsRateAndStamp) {
 }
 
 // With a rate only scan 0's stamp is read and later scans follow from it; option bit 0 has
-// every scan's own stamp read.
+// every scan's own stamp read. Stamps (0, 100 s, 0) per scan, rate 10 scans a second: from a raw
+// block, scan 5 (unknown before scan 0 is, by default); loaded from the data file (more than one
+// 64 KiB block of scans), scan 0 and the trigger scan 2.
 TEST(SrcFmtBrenlowTest, StampsWithRateDeriveFromScanZeroUnlessAsked) {
   std::vector<std::vector<float>> scans;
-  for (int i = 0; i < 6; ++i) scans.push_back({0.0f, 1000.0f * static_cast<float>(i), 0.0f, 0.0f});
-  std::vector<uint8_t> block = Scans(scans);
-  struct Case { uint32_t options; double scan5; };
-  const Case cases[] = {{0, kJan1997 + Days(0.5)}, {1, kJan1997 + Days(5000.0)}};
-  for (const Case& c : cases) {
-    SrcFmtBrenlow source = Make(BrenlowImage({kAnalog, kTime, kTime, kTime}, {.rate = 10.0}));
-    source.SetOptions(c.options);
-    source.SetRawBlock(block.data(), 6, 0);
-    double t = 0.0;
-    if (c.options == 0) {
-      EXPECT_FALSE(source.GetNativeScanTime(5, &t));  // scan 0 not known yet
-    }
-    ASSERT_TRUE(source.GetScanTime(0, &t));
-    EXPECT_NEAR(t, kJan1997, 1e-10);
-    ASSERT_TRUE(source.GetScanTime(5, &t));
-    EXPECT_NEAR(t, c.scan5, 1e-10) << c.options;
-  }
-}
-
-// Scan 0's and the trigger scan's times are loaded from the data file (more than one 64 KiB
-// block of scans): the trigger's derived from scan 0 by default, its own stamp with bit 0.
-TEST(SrcFmtBrenlowTest, LoadsStampsFromTheDataFile) {
-  std::vector<std::vector<float>> scans;
   for (int i = 0; i < 5000; ++i) scans.push_back({0.0f, 100.0f * static_cast<float>(i), 0.0f, 0.0f});
-  const std::vector<uint8_t> data = Scans(scans);
+  std::vector<uint8_t> data = Scans(scans);
   const std::string path = testing::TempDir() + "brenlow_stamps.bin";
   ASSERT_TRUE(platform::File::Create(path.c_str()).Write(data.data(), data.size()));
   const std::vector<uint8_t> image = BrenlowImage({kAnalog, kTime, kTime, kTime}, {.rate = 10.0, .preTrig = 2});
-  struct Case { uint32_t options; double trigger; };
-  const Case cases[] = {{0, kJan1997 + Days(0.2)}, {1, kJan1997 + Days(200.0)}};
-  for (const Case& c : cases) {
-    SrcFmtBrenlow source = Make(image);
-    source.SetOptions(c.options);
-    source.SetDataFileSize(static_cast<double>(data.size()));
-    platform::File dataFile = platform::File::OpenRead(path.c_str());
-    ASSERT_TRUE(dataFile.IsOpen());
-    ASSERT_TRUE(source.LoadTimeStamps(&dataFile));
-    EXPECT_NEAR(source.FirstScanTime(), kJan1997, 1e-10);
+  struct Case { uint32_t options; double seconds5, seconds2; };
+  for (const Case& c : {Case{0, 0.5, 0.2}, Case{1, 500.0, 200.0}}) {
+    SCOPED_TRACE(c.options);
+    SrcFmtBrenlow fromBlock = Make(image);
+    fromBlock.SetOptions(c.options);
+    fromBlock.SetRawBlock(data.data(), 6, 0);
     double t = 0.0;
-    ASSERT_TRUE(source.GetScanTime(2, &t));
-    EXPECT_NEAR(t, c.trigger, 1e-10) << c.options;
+    EXPECT_EQ(fromBlock.GetNativeScanTime(5, &t), c.options == 1);
+    ASSERT_TRUE(fromBlock.GetScanTime(0, &t));
+    EXPECT_NEAR(t, kJan1997, 1e-10);
+    ASSERT_TRUE(fromBlock.GetScanTime(5, &t));
+    EXPECT_NEAR(t, kJan1997 + Days(c.seconds5), 1e-10);
+
+    SrcFmtBrenlow fromFile = Make(image);
+    fromFile.SetOptions(c.options);
+    fromFile.SetDataFileSize(static_cast<double>(data.size()));
+    platform::File dataFile = platform::File::OpenRead(path.c_str());
+    ASSERT_TRUE(fromFile.LoadTimeStamps(&dataFile));
+    EXPECT_NEAR(fromFile.FirstScanTime(), kJan1997, 1e-10);
+    ASSERT_TRUE(fromFile.GetScanTime(2, &t));
+    EXPECT_NEAR(t, kJan1997 + Days(c.seconds2), 1e-10);
   }
   platform::DeleteFile(path.c_str());
 }

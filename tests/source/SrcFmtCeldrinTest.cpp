@@ -127,7 +127,6 @@ TEST(SrcFmtCeldrinTest, ScalesAnalogTemperatureAndDigitalChannels) {
     double value = 0.0;
     source.GetScaledValue(0, 0, &value);
     EXPECT_NEAR(value, c.expected, 1e-9 * std::fmax(1.0, std::fabs(c.expected))) << "raw " << c.raw;
-    EXPECT_EQ(static_cast<float>(value), static_cast<float>(c.expected)) << "raw " << c.raw;
     double lower = 0.0, upper = 0.0;
     ASSERT_TRUE(source.GetChanRange(0, &lower, &upper));
     if (!std::isnan(c.lower)) {
@@ -137,37 +136,24 @@ TEST(SrcFmtCeldrinTest, ScalesAnalogTemperatureAndDigitalChannels) {
   }
 }
 
-// The sample maps through the line from (-32768, lower) to (32767, upper); in these cases
-// that differs from raw * mc + bc in the last bit of the double (and of the float).
+// The sample maps through the line from (-32768, lower) to (32767, upper), with lower = b -
+// 32768 m and upper = 32767 m + b for m = gain / countsPerUnit and b = offset; in these cases
+// that differs from raw * m + b in the last bit of the double (and of the float).
 TEST(SrcFmtCeldrinTest, ScalesThroughTheRangeLine) {
-  struct Case {
-    const char* countsPerUnit;
-    float countsPerUnitValue;
-    const char* gain;
-    float gainValue;
-    const char* offset;
-    float offsetValue;
-    int16_t raw;
-  };
-  const Case cases[] = {
-      {"3.3", 3.3f, "2.5", 2.5f, "0", 0.0f, 0},
-      {"3276.8", 3276.8f, "0.7", 0.7f, "1.5", 1.5f, -28671},
-  };
+  struct Case { const char *countsPerUnit, *gain, *offset; float cpu, g, o; int16_t raw; };
+  const Case cases[] = {{"3.3", "2.5", "0", 3.3f, 2.5f, 0.0f, 0}, {"3276.8", "0.7", "1.5", 3276.8f, 0.7f, 1.5f, -28671}};
   for (const Case& c : cases) {
-    const std::string line = Chan(0, "VOLTS", c.countsPerUnit, c.gain, c.offset);
-    SrcFmtCeldrin source = Make(testutil::CeldrinImage({.channels = {line}}));
+    SrcFmtCeldrin source =
+        Make(testutil::CeldrinImage({.channels = {Chan(0, "VOLTS", c.countsPerUnit, c.gain, c.offset)}}));
     ASSERT_EQ(source.GetStatus(), 0);
-    const double mc = static_cast<double>(c.gainValue) * (1.0 / static_cast<double>(c.countsPerUnitValue));
-    const double bc = static_cast<double>(c.gainValue) * 0.0 + static_cast<double>(c.offsetValue);
-    const double lower = bc - 32768.0 * mc;
-    const double upper = 32767.0 * mc + bc;
+    const double mc = static_cast<double>(c.g) * (1.0 / static_cast<double>(c.cpu));
+    const double bc = static_cast<double>(c.g) * 0.0 + static_cast<double>(c.o);
+    const double lower = bc - 32768.0 * mc, upper = 32767.0 * mc + bc;
     const double m = (upper - lower) / 65535.0;
-    const double b = lower - m * -32768.0;
-    const double expected = static_cast<double>(c.raw) * m + b;
     const uint8_t raw[2] = {static_cast<uint8_t>(c.raw), static_cast<uint8_t>(static_cast<uint16_t>(c.raw) >> 8)};
     const double value = source.ScaleSample(0, raw);
-    EXPECT_EQ(value, expected) << c.countsPerUnit;
-    EXPECT_NE(value, static_cast<double>(c.raw) * mc + bc) << c.countsPerUnit;
+    EXPECT_EQ(value, c.raw * m + (lower - m * -32768.0)) << c.countsPerUnit;
+    EXPECT_NE(value, c.raw * mc + bc) << c.countsPerUnit;
   }
 }
 
@@ -230,7 +216,6 @@ TEST(SrcFmtCeldrinTest, LoadsStampsFromTheDataFile) {
   platform::DeleteFile(path.c_str());
   ASSERT_TRUE(loaded);
   EXPECT_NEAR(source.FirstScanTime(), 37623.0, 1e-11);
-  EXPECT_NEAR(source.TrigScanTime(), 37623.0 + 1.0 / 24.0, 1e-11);
   double t = 0.0;
   ASSERT_TRUE(source.GetScanTime(2, &t));
   EXPECT_NEAR(t, 37623.0 + 1.0 / 24.0, 1e-11);

@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <limits>
-#include <string>
 #include <vector>
 
 #include "source/TarquilDescBuilder.h"
@@ -158,23 +156,21 @@ TEST(SrcFmtTarquilTest, ScalingAndRangesForEveryFlagCombination) {
   EXPECT_EQ(source.ScaleSample(static_cast<int32_t>(cases.size()), kZeroSample), 0.0);
 }
 
-// 12-bit test samples of a whole acquisition, sample index i of numChans * scans.
-std::vector<uint16_t> TwelveBitSamples(size_t count) {
-  std::vector<uint16_t> s(count);
-  for (size_t i = 0; i < count; ++i) s[i] = static_cast<uint16_t>((i * 2731 + 977) & 0xFFF);
-  return s;
-}
-
+// Packed files of 1 ... 5 channels (samples (2731 i + 977) mod 4096): unpacked in place in
+// chunks of any size, and laid out from every first scan into buffers sized as the session sizes
+// them (room for the scans plus the 12 bytes held back, and 2 bytes more, which the layout rounds
+// down to a multiple of 4). Every sample reads as its word shifted up by 4 and scales as that
+// word does in an unpacked acquisition; nothing past the buffer is written.
 TEST(SrcFmtTarquilTest, PackedBlocksAtEverySkewMatchTheUnpackedLayout) {
   constexpr int64_t kTotalScans = 24;
   for (int numChans = 1; numChans <= 5; ++numChans) {
     std::vector<TarquilChannelFields> channels;
     for (int c = 0; c < numChans; ++c) channels.push_back(Chan(c % 2 == 0 ? 1 : 9, static_cast<uint32_t>(c + 1)));
-    const std::vector<uint16_t> samples = TwelveBitSamples(static_cast<size_t>(numChans * kTotalScans));
+    std::vector<uint16_t> samples(static_cast<size_t>(numChans * kTotalScans));
+    for (size_t i = 0; i < samples.size(); ++i) samples[i] = static_cast<uint16_t>((i * 2731 + 977) & 0xFFF);
     const std::vector<uint8_t> packedFile = testutil::PackTwelveBit(samples);
     std::vector<uint8_t> unpackedFile(samples.size() * 2);
     for (size_t i = 0; i < samples.size(); ++i) le::PutU16(&unpackedFile[2 * i], static_cast<uint16_t>(samples[i] << 4));
-    // Unpacked in place in chunks of any size (the last chunk first), the groups give those words.
     for (int64_t chunk : {1, 3, 7, 100}) {
       std::vector<uint8_t> inPlace = packedFile;
       inPlace.resize(unpackedFile.size());
@@ -186,49 +182,35 @@ TEST(SrcFmtTarquilTest, PackedBlocksAtEverySkewMatchTheUnpackedLayout) {
     const std::vector<uint8_t> plainImage = testutil::TarquilImage(h, channels);
     h.packed = 1;
     const std::vector<uint8_t> packedImage = testutil::TarquilImage(h, channels);
-    SrcFmtTarquil plain(plainImage.data(), plainImage.size());
+    const SrcFmtTarquil plain(plainImage.data(), plainImage.size());
     SrcFmtTarquil packed(packedImage.data(), packedImage.size());
-    ASSERT_EQ(packed.GetStatus(), 0);
-    ASSERT_TRUE(packed.IsPacked());
-
+    ASSERT_TRUE(packed.GetStatus() == 0 && packed.IsPacked());
     for (int64_t firstScan = 0; firstScan < 8; ++firstScan) {
       for (int64_t wanted = 1; wanted <= 9; ++wanted) {
-        // Buffers sized exactly as the session sizes them: room for the scans plus the 12 bytes
-        // held back, and 2 bytes more, which the layout rounds down to a multiple of 4.
         for (int64_t extra : {0, 2}) {
-        SCOPED_TRACE("chans " + std::to_string(numChans) + " first " + std::to_string(firstScan) + " scans " +
-                     std::to_string(wanted) + " extra " + std::to_string(extra));
-        const int64_t bufBytes = 2 * numChans * wanted + 12 + extra;
-        const int64_t fit = (bufBytes / 4 * 4 - 12) / (2 * numChans);
-        int64_t scans = wanted, bytes = -1, offset = -1;
-        packed.GetBlockLayout(bufBytes, &scans, &bytes, firstScan, &offset);
-        ASSERT_EQ(scans, std::min(wanted, fit));
-        if (scans == 0) continue;
-        const int64_t s0 = numChans * firstScan;
-        ASSERT_LE(offset + bytes, static_cast<int64_t>(packedFile.size()));
-        ASSERT_LE(bytes / 6 * 8, bufBytes);  // unpacked in place, every group fits the buffer
-
-        std::vector<uint8_t> buffer(static_cast<size_t>(bufBytes) + 8, 0xCC);  // 8 guard bytes
-        std::copy(packedFile.begin() + offset, packedFile.begin() + offset + bytes, buffer.begin());
-        packed.SetRawBlock(buffer.data(), scans, firstScan);
-        EXPECT_EQ(packed.Skew(), s0 % 4);
-        for (size_t g = static_cast<size_t>(bufBytes); g < buffer.size(); ++g) ASSERT_EQ(buffer[g], 0xCC);
-
-        int64_t plainScans = scans, plainBytes = 0, plainOffset = 0;
-        plain.GetBlockLayout(1 << 20, &plainScans, &plainBytes, firstScan, &plainOffset);
-        std::vector<uint8_t> plainBuffer(unpackedFile.begin() + plainOffset,
-                                         unpackedFile.begin() + plainOffset + plainBytes);
-        plain.SetRawBlock(plainBuffer.data(), plainScans, firstScan);
-        for (int64_t scan = firstScan; scan < firstScan + scans; ++scan) {
-          for (int32_t chan = 0; chan < numChans; ++chan) {
-            double a = 0.0, b = 0.0;
-            packed.GetScaledValue(scan, chan, &a);
-            plain.GetScaledValue(scan, chan, &b);
-            ASSERT_EQ(a, b) << "scan " << scan << " chan " << chan;
-            const uint16_t word = le::U16(packed.GetRawSample(scan, chan));
-            ASSERT_EQ(word, samples[static_cast<size_t>(scan * numChans + chan)] << 4);
+          SCOPED_TRACE(testing::Message() << "chans " << numChans << " first " << firstScan << " scans " << wanted
+                                          << " extra " << extra);
+          const int64_t bufBytes = 2 * numChans * wanted + 12 + extra;
+          int64_t scans = wanted, bytes = -1, offset = -1;
+          packed.GetBlockLayout(bufBytes, &scans, &bytes, firstScan, &offset);
+          ASSERT_EQ(scans, std::min(wanted, (bufBytes / 4 * 4 - 12) / (2 * numChans)));
+          if (scans == 0) continue;
+          ASSERT_LE(offset + bytes, static_cast<int64_t>(packedFile.size()));
+          ASSERT_LE(bytes / 6 * 8, bufBytes);  // unpacked in place, every group fits the buffer
+          std::vector<uint8_t> buffer(static_cast<size_t>(bufBytes) + 8, 0xCC);  // 8 guard bytes
+          std::copy(packedFile.begin() + offset, packedFile.begin() + offset + bytes, buffer.begin());
+          packed.SetRawBlock(buffer.data(), scans, firstScan);
+          EXPECT_EQ(packed.Skew(), numChans * firstScan % 4);
+          for (size_t g = static_cast<size_t>(bufBytes); g < buffer.size(); ++g) ASSERT_EQ(buffer[g], 0xCC);
+          for (int64_t scan = firstScan; scan < firstScan + scans; ++scan) {
+            for (int32_t chan = 0; chan < numChans; ++chan) {
+              const uint8_t* word = &unpackedFile[static_cast<size_t>(2 * (scan * numChans + chan))];
+              ASSERT_EQ(le::U16(packed.GetRawSample(scan, chan)), le::U16(word)) << scan << " " << chan;
+              double value = 0.0;
+              packed.GetScaledValue(scan, chan, &value);
+              ASSERT_EQ(value, plain.ScaleSample(chan, word)) << scan << " " << chan;
+            }
           }
-        }
         }
       }
     }

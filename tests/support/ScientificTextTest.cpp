@@ -1,5 +1,6 @@
 // The scientific form's fast digits against printf where they are hardest to get right: at
-// and beside rounding ties, at decade changes, for every precision the fast path serves.
+// and beside rounding ties, at decade changes, for every precision the fast path serves. Runs in
+// the Windows build too, where printf is the C runtime's own.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,9 +11,9 @@
 namespace travune {
 namespace {
 
-std::string Scientific(double value, int digits, int expDigits, char mark = '.') {
+std::string Scientific(double value, int digits) {
   char buffer[kMaxNumberChars];
-  return std::string(buffer, AppendScientific(buffer, value, digits, expDigits, mark));
+  return std::string(buffer, AppendScientific(buffer, value, digits, 2));
 }
 
 TEST(ScientificText, AgreesWithPrintfAtTiesAndDecades) {
@@ -25,27 +26,12 @@ TEST(ScientificText, AgreesWithPrintfAtTiesAndDecades) {
       const double value = base * std::pow(10.0, decade);
       for (double signedValue : {value, -value, std::nextafter(value, 0.0), std::nextafter(value, 1e300)}) {
         for (int precision = 0; precision <= 9; ++precision) {
-          ASSERT_EQ(Scientific(signedValue, precision, 2), FormatC("%.*e", precision, signedValue))
+          ASSERT_EQ(Scientific(signedValue, precision), FormatC("%.*e", precision, signedValue))
               << signedValue << " precision " << precision;
         }
       }
     }
   }
-}
-
-TEST(ScientificText, WidensTheExponentAndSetsTheMarkOnTheFastPath) {
-  struct Case {
-    double value;
-    int digits, expDigits;
-    char mark;
-    const char* text;
-  };
-  const Case cases[] = {
-      {1.5, 4, 3, '.', "1.5000e+000"},     {-0.000123456, 4, 3, ',', "-1,2346e-004"},
-      {9.99996, 4, 3, '.', "1.0000e+001"}, {12345.678, 0, 2, '.', "1e+04"},
-      {6.02e23, 2, 5, ',', "6,02e+00023"}, {-2.5e-7, 8, 2, '.', "-2.50000000e-07"},
-  };
-  for (const Case& c : cases) EXPECT_EQ(Scientific(c.value, c.digits, c.expDigits, c.mark), c.text) << c.value;
 }
 
 }  // namespace

@@ -16,17 +16,8 @@
 #include "samples/Samples.h"
 #include "travune/travune.h"
 #include "writer/WriterRuns.h"
-#include "writer/decoders/BlockDecoder.h"
 #include "writer/decoders/Code16.h"
-#include "writer/decoders/DADiSPDecoder.h"
-#include "writer/decoders/DASYLabDecoder.h"
-#include "writer/decoders/DIAdemDecoder.h"
-#include "writer/decoders/HalvardDecoder.h"
-#include "writer/decoders/MatlabDecoder.h"
-#include "writer/decoders/SnapMasterDecoder.h"
-#include "writer/decoders/TextDecoder.h"
-#include "writer/decoders/UffDecoder.h"
-#include "writer/decoders/WavDecoder.h"
+#include "writer/decoders/Decoders.h"
 
 namespace travune::testing {
 namespace {

@@ -75,23 +75,20 @@ TEST(TgtFmtHalvard, DescriptionAndCodesAreExactlyTheFormats) {
     uint32_t flags;
     const char* body;  // the description after kHead
   };
+  const char* pointAndComma =
+      "1000.000000,500.000000\r\n*PRETRIG_COUNT\r\n000000003\r\n*CHANNELS\r\n"
+      "00000,3276.750000,Volt,V,0.000153,\r\n"
+      "00001,13107.000000,Temp,degC,2.500038,\r\n"
+      "00002,inf,Flat,,1.000000,\r\n";
   const Case cases[] = {
-      {"comma separator, decimal point", ",", '.', 0,
-       "1000.000000,500.000000\r\n*PRETRIG_COUNT\r\n000000003\r\n*CHANNELS\r\n"
-       "00000,3276.750000,Volt,V,0.000153,\r\n"
-       "00001,13107.000000,Temp,degC,2.500038,\r\n"
-       "00002,inf,Flat,,1.000000,\r\n"},
+      {"comma separator, decimal point", ",", '.', 0, pointAndComma},
       {"comma locale: semicolons and decimal commas", ";", ',', 0,
        "1000,000000;500,000000\r\n*PRETRIG_COUNT\r\n000000003\r\n*CHANNELS\r\n"
        "00000;3276,750000;Volt;V;0,000153;\r\n"
        "00001;13107,000000;Temp;degC;2,500038;\r\n"
        "00002;inf;Flat;;1,000000;\r\n"},
       // A relative source has no dates: stamps asked for change nothing.
-      {"stamps asked from a relative source", ",", '.', 1,
-       "1000.000000,500.000000\r\n*PRETRIG_COUNT\r\n000000003\r\n*CHANNELS\r\n"
-       "00000,3276.750000,Volt,V,0.000153,\r\n"
-       "00001,13107.000000,Temp,degC,2.500038,\r\n"
-       "00002,inf,Flat,,1.000000,\r\n"},
+      {"stamps asked from a relative source", ",", '.', 1, pointAndComma},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);

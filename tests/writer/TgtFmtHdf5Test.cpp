@@ -1,14 +1,12 @@
-// The HDF5 writer read back through the HDF5 C library: every value equals the raw-float
-// conversion, times equal the handle API's, attributes describe the channels and the file, and
+// The HDF5 writer read back through the HDF5 C library: every value is the float of the scaled
+// value, times equal the handle API's, attributes describe the channels and the file, and
 // blocks, channel subsets, scan ranges and compression keep the values where they belong.
 #include <gtest/gtest.h>
 #include <hdf5.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
-#include "support/LittleEndian.h"
 #include "writer/FakeSource.h"
 #include "writer/TgtFmtHdf5.h"
 #include "writer/WriterRuns.h"
@@ -42,39 +40,40 @@ Dataset ReadDataset(const std::string& path, const char* name) {
   return result;
 }
 
-// The attribute of the object at objectPath ("/" or "data") as doubles, or its texts.
-std::vector<double> NumberAttribute(const std::string& path, const char* objectPath, const char* name) {
-  std::vector<double> values;
-  const hid_t file = H5Fopen(path.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT);
-  const hid_t attribute = H5Aopen_by_name(file, objectPath, name, H5P_DEFAULT, H5P_DEFAULT);
-  if (attribute >= 0) {
-    const hid_t space = H5Aget_space(attribute);
-    values.resize(static_cast<size_t>(H5Sget_simple_extent_npoints(space)));
-    H5Aread(attribute, H5T_NATIVE_DOUBLE, values.data());
-    H5Sclose(space);
-    H5Aclose(attribute);
-  }
-  H5Fclose(file);
-  return values;
-}
-
-std::vector<std::string> TextAttribute(const std::string& path, const char* objectPath, const char* name) {
-  std::vector<std::string> texts;
+// Hands the attribute of the object at objectPath ("/" or "data") to read(attribute, type,
+// space, elements) when it exists.
+template <class Read>
+void WithAttribute(const std::string& path, const char* objectPath, const char* name, Read read) {
   const hid_t file = H5Fopen(path.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT);
   const hid_t attribute = H5Aopen_by_name(file, objectPath, name, H5P_DEFAULT, H5P_DEFAULT);
   if (attribute >= 0) {
     const hid_t space = H5Aget_space(attribute);
     const hid_t type = H5Aget_type(attribute);
-    std::vector<char*> pointers(static_cast<size_t>(H5Sget_simple_extent_npoints(space)));
-    if (H5Aread(attribute, type, pointers.data()) >= 0) {
-      for (char* p : pointers) texts.emplace_back(p ? p : "");
-      H5Dvlen_reclaim(type, space, H5P_DEFAULT, pointers.data());
-    }
+    read(attribute, type, space, static_cast<size_t>(H5Sget_simple_extent_npoints(space)));
     H5Tclose(type);
     H5Sclose(space);
     H5Aclose(attribute);
   }
   H5Fclose(file);
+}
+
+std::vector<double> NumberAttribute(const std::string& path, const char* objectPath, const char* name) {
+  std::vector<double> values;
+  WithAttribute(path, objectPath, name, [&values](hid_t attribute, hid_t, hid_t, size_t elements) {
+    values.resize(elements);
+    H5Aread(attribute, H5T_NATIVE_DOUBLE, values.data());
+  });
+  return values;
+}
+
+std::vector<std::string> TextAttribute(const std::string& path, const char* objectPath, const char* name) {
+  std::vector<std::string> texts;
+  WithAttribute(path, objectPath, name, [&texts](hid_t attribute, hid_t type, hid_t space, size_t elements) {
+    std::vector<char*> pointers(elements);
+    if (H5Aread(attribute, type, pointers.data()) < 0) return;
+    for (char* p : pointers) texts.emplace_back(p ? p : "");
+    H5Dvlen_reclaim(type, space, H5P_DEFAULT, pointers.data());
+  });
   return texts;
 }
 
@@ -93,15 +92,9 @@ bool IsDeflated(const std::string& path) {
   return deflated;
 }
 
-std::vector<float> FloatsOf(const std::string& bytes) {
-  std::vector<float> values(bytes.size() / 4);
-  for (size_t i = 0; i < values.size(); ++i) values[i] = le::F32(bytes.data() + 4 * i);
-  return values;
-}
-
 // Converts acq into path with options (format set here); the status of the first failing step.
-int32_t ConvertTo(tvnAcq* acq, int32_t format, const std::string& path, tvnConvOptions options) {
-  options.format = format;
+int32_t ConvertTo(tvnAcq* acq, const std::string& path, tvnConvOptions options) {
+  options.format = TRAVUNE_FMT_HDF5;
   options.dataName = path.c_str();
   return apitest::ConvertWithHandles(acq, options);
 }
@@ -118,7 +111,9 @@ const SourceCase kSourceCases[] = {
     {TRAVUNE_SRC_CELDRIN, true, false},
 };
 
-TEST(TgtFmtHdf5, EverySourceReadsBackEqualToTheRawFloatConversionWithTimesAndAttributes) {
+// Every value is the float of the scaled value; then the last and the first channel of scans
+// 100 to 349 keep their place in a file of their own.
+TEST(TgtFmtHdf5, EverySourceReadsBackAsItsScaledFloatsWithTimesAndAttributes) {
   for (const SourceCase& c : kSourceCases) {
     SCOPED_TRACE(tvnFormatName(c.type, 1));
     ScratchDir dir;
@@ -128,17 +123,17 @@ TEST(TgtFmtHdf5, EverySourceReadsBackEqualToTheRawFloatConversionWithTimesAndAtt
     ASSERT_EQ(tvnAcqOpen(files[0].c_str(), files[1].c_str(), c.type, &acq), TVN_OK);
     tvnAcqInfo info;
     ASSERT_EQ(tvnAcqGetInfo(acq, &info), TVN_OK);
+    const size_t chans = static_cast<size_t>(info.channels);
+    std::vector<float> expected(530 * chans);
+    ASSERT_EQ(tvnAcqReadFloat32(acq, 0, 530, nullptr, 0, expected.data()), TVN_OK);
     tvnConvOptions options{};
     options.count = -1;
-    ASSERT_EQ(ConvertTo(acq, TRAVUNE_FMT_FLOAT32, dir.File("run.f32"), options), TVN_OK);
     options.flags = TRAVUNE_FLAG_SCAN_TIMES | (c.compress ? TRAVUNE_FLAG_COMPRESS : 0);
     const std::string h5 = dir.File("run.h5");
-    ASSERT_EQ(ConvertTo(acq, TRAVUNE_FMT_HDF5, h5, options), TVN_OK);
+    ASSERT_EQ(ConvertTo(acq, h5, options), TVN_OK);
 
-    const std::vector<float> expected = FloatsOf(FileBytes(dir.File("run.f32")));
     const Dataset data = ReadDataset(h5, "data");
-    ASSERT_EQ(data.dims, (std::vector<hsize_t>{530, static_cast<hsize_t>(info.channels)}));
-    ASSERT_EQ(data.values.size(), expected.size());
+    ASSERT_EQ(data.dims, (std::vector<hsize_t>{530, chans}));
     for (size_t i = 0; i < expected.size(); ++i) ASSERT_EQ(static_cast<float>(data.values[i]), expected[i]) << i;
     EXPECT_EQ(IsDeflated(h5), c.compress);
 
@@ -150,58 +145,41 @@ TEST(TgtFmtHdf5, EverySourceReadsBackEqualToTheRawFloatConversionWithTimesAndAtt
     EXPECT_EQ(NumberAttribute(h5, "/", "post_trigger_rate"), std::vector<double>{info.postTrigRate});
     EXPECT_EQ(TextAttribute(h5, "/", "description_file"),
               std::vector<std::string>{std::filesystem::path(files[0]).filename().string()});
-    const std::vector<std::string> labels = TextAttribute(h5, "data", "label");
-    const std::vector<std::string> units = TextAttribute(h5, "data", "units");
-    const std::vector<double> ranges = NumberAttribute(h5, "data", "range");
-    ASSERT_EQ(labels.size(), static_cast<size_t>(info.channels));
-    ASSERT_EQ(units.size(), labels.size());
-    ASSERT_EQ(ranges.size(), 2 * labels.size());
+    std::vector<std::string> labels, units;
+    std::vector<double> ranges;
     for (int32_t ch = 0; ch < info.channels; ++ch) {
       tvnChanInfo chan;
       ASSERT_EQ(tvnAcqGetChanInfo(acq, ch, &chan), TVN_OK);
-      EXPECT_EQ(labels[static_cast<size_t>(ch)], chan.label);
-      EXPECT_EQ(units[static_cast<size_t>(ch)], chan.units);
-      EXPECT_EQ(ranges[2 * static_cast<size_t>(ch)], chan.lower);
-      EXPECT_EQ(ranges[2 * static_cast<size_t>(ch) + 1], chan.upper);
+      labels.push_back(chan.label);
+      units.push_back(chan.units);
+      ranges.insert(ranges.end(), {chan.lower, chan.upper});
     }
+    EXPECT_EQ(TextAttribute(h5, "data", "label"), labels);
+    EXPECT_EQ(TextAttribute(h5, "data", "units"), units);
+    EXPECT_EQ(NumberAttribute(h5, "data", "range"), ranges);
+
+    const int32_t pick[] = {info.channels - 1, 0};
+    tvnConvOptions part{};
+    part.first = 100;
+    part.count = 250;
+    part.chans = pick;
+    part.numChans = 2;
+    part.flags = TRAVUNE_FLAG_COMPRESS;
+    const std::string partH5 = dir.File("part.h5");
+    ASSERT_EQ(ConvertTo(acq, partH5, part), TVN_OK);
     tvnAcqClose(acq);
+    const Dataset partData = ReadDataset(partH5, "data");
+    ASSERT_EQ(partData.dims, (std::vector<hsize_t>{250, 2}));
+    for (size_t s = 0; s < 250; ++s) {
+      const size_t row = (100 + s) * chans;
+      ASSERT_EQ(static_cast<float>(partData.values[2 * s]), expected[row + chans - 1]) << s;
+      ASSERT_EQ(static_cast<float>(partData.values[2 * s + 1]), expected[row]) << s;
+    }
+    // The trigger scan 25 lies 75 scans before the first one written; no time dataset unasked.
+    EXPECT_EQ(NumberAttribute(partH5, "/", "pre_trigger_scans"), std::vector<double>{-75});
+    EXPECT_TRUE(ReadDataset(partH5, "time").dims.empty());
+    EXPECT_EQ(TextAttribute(partH5, "data", "label"), (std::vector<std::string>{labels.back(), labels.front()}));
   }
-}
-
-TEST(TgtFmtHdf5, ChannelSubsetAndScanRangeKeepTheirPlaceInTheFile) {
-  ScratchDir dir;
-  const std::vector<std::string> files = WriteSampleFiles(SampleOf(TRAVUNE_SRC_QUILLON, 600, 40), dir, "run");
-  tvnAcq* acq = nullptr;
-  ASSERT_EQ(tvnAcqOpen(files[0].c_str(), files[1].c_str(), 0, &acq), TVN_OK);
-  tvnAcqInfo info;
-  ASSERT_EQ(tvnAcqGetInfo(acq, &info), TVN_OK);
-  const int32_t last = info.channels - 1;
-  const int32_t pick[] = {last, 0};
-  tvnConvOptions options{};
-  options.first = 100;
-  options.count = 250;
-  options.chans = pick;
-  options.numChans = 2;
-  options.flags = TRAVUNE_FLAG_COMPRESS;
-  const std::string h5 = dir.File("part.h5");
-  ASSERT_EQ(ConvertTo(acq, TRAVUNE_FMT_HDF5, h5, options), TVN_OK);
-
-  std::vector<float> all(600 * static_cast<size_t>(info.channels));
-  ASSERT_EQ(tvnAcqReadFloat32(acq, 0, 600, nullptr, 0, all.data()), TVN_OK);
-  const Dataset data = ReadDataset(h5, "data");
-  ASSERT_EQ(data.dims, (std::vector<hsize_t>{250, 2}));
-  for (size_t s = 0; s < 250; ++s) {
-    const size_t row = (100 + s) * static_cast<size_t>(info.channels);
-    ASSERT_EQ(static_cast<float>(data.values[2 * s]), all[row + static_cast<size_t>(last)]) << s;
-    ASSERT_EQ(static_cast<float>(data.values[2 * s + 1]), all[row]) << s;
-  }
-  // The trigger scan 40 lies 100 scans before the first one written; no time dataset unasked.
-  EXPECT_EQ(NumberAttribute(h5, "/", "pre_trigger_scans"), std::vector<double>{-60});
-  EXPECT_TRUE(ReadDataset(h5, "time").dims.empty());
-  tvnChanInfo lastChan;
-  ASSERT_EQ(tvnAcqGetChanInfo(acq, last, &lastChan), TVN_OK);
-  EXPECT_EQ(TextAttribute(h5, "data", "label").at(0), lastChan.label);
-  tvnAcqClose(acq);
 }
 
 // 2024-03-05 06:07:08.250, 45356 days after 30 December 1899.
@@ -249,7 +227,7 @@ TEST(TgtFmtHdf5, AnOutputThatCannotBeCreatedFailsAndLeavesOtherFilesAlone) {
   ASSERT_EQ(tvnAcqOpen(files[0].c_str(), files[1].c_str(), 0, &acq), TVN_OK);
   tvnConvOptions options{};
   options.count = -1;
-  EXPECT_EQ(ConvertTo(acq, TRAVUNE_FMT_HDF5, dir.File("missing/run.h5"), options), TVN_ERR_OUTPUT_CREATE);
+  EXPECT_EQ(ConvertTo(acq, dir.File("missing/run.h5"), options), TVN_ERR_OUTPUT_CREATE);
   tvnAcqClose(acq);
   EXPECT_EQ(FileBytes(files[1]), before);
   EXPECT_FALSE(std::filesystem::exists(dir.File("missing")));

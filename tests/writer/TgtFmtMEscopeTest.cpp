@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <string>
 #include <vector>
@@ -15,12 +16,11 @@
 #include "writer/WriterRuns.h"
 #include "writer/FakeSource.h"
 #include "writer/TgtFmtMEscope.h"
-#include "writer/decoders/BlockDecoder.h"
+#include "writer/decoders/Decoders.h"
 
 namespace travune {
 namespace {
 
-namespace codes = testing;
 using testing::BlockFile;
 using testing::FakeChannel;
 using testing::FakeSource;
@@ -63,9 +63,8 @@ struct WriterRun {
 
 // Creates the data file, then PreConvert, blocks of at most blockScans over [first, first +
 // count), beforeOutput, PostConvert and the close of a data file the writer left open.
-template <class BeforeOutput>
 WriterRun RunWriter(TgtFmtMEscope& writer, const std::string& dataPath, int64_t first, int64_t count,
-                    int64_t blockScans, BeforeOutput beforeOutput) {
+                    int64_t blockScans, const std::function<void()>& beforeOutput = [] {}) {
   WriterRun run;
   ::testing::internal::CaptureStderr();
   {
@@ -85,13 +84,8 @@ WriterRun RunWriter(TgtFmtMEscope& writer, const std::string& dataPath, int64_t 
     EXPECT_TRUE(writer.PostConvert());
   }
   run.messages = ::testing::internal::GetCapturedStderr();
-  run.file = std::filesystem::exists(dataPath) ? codes::FileBytes(dataPath) : "<missing>";
+  run.file = std::filesystem::exists(dataPath) ? testing::FileBytes(dataPath) : "<missing>";
   return run;
-}
-
-WriterRun RunWriter(TgtFmtMEscope& writer, const std::string& dataPath, int64_t first, int64_t count,
-                    int64_t blockScans) {
-  return RunWriter(writer, dataPath, first, count, blockScans, [] {});
 }
 
 // Two channels whose labels and units carry blanks to be trimmed, three scans.
@@ -101,13 +95,11 @@ FakeSource TwoChannelSource() {
 }
 
 TEST(TgtFmtMEscope, BlockFilesAsTheCallsDescribeThem) {
-  const std::string header =
-      "Measurement Type\tTime Waveform\r\n"
-      "Label\tRUN\r\n"
-      "X Axis Spacing\tUniform\r\n"
-      "X Axis Units\tSeconds\r\n"
-      "Y Axis Units\tV\tdegC\r\n"  // units and labels trimmed at both ends
-      "Trace Labels\tVolts\tTemp\r\n";
+  // Units and labels trimmed at both ends.
+  const auto header = [](const std::string& label, const std::string& spacing) {
+    return "Measurement Type\tTime Waveform\r\nLabel\t" + label + "\r\nX Axis Spacing\t" + spacing +
+           "\r\nX Axis Units\tSeconds\r\nY Axis Units\tV\tdegC\r\nTrace Labels\tVolts\tTemp\r\n";
+  };
   struct Case {
     const char* name;
     const char* dataName;
@@ -120,28 +112,23 @@ TEST(TgtFmtMEscope, BlockFilesAsTheCallsDescribeThem) {
       // (n - 1 - 1) * 0.01 s. Values are the nearest floats in their shortest text: 1/3 is
       // 0.333333343..., 1e-10 is the float closest to it.
       {"uniform", "run.blk", false, 0, 3,
-       header +
+       header("RUN", "Uniform") +
            "-0.01\t1.5\t-2\r\n"
            "0\t0.1\t0.33333334\r\n"
            "0.01\t1e+08\t1e-10\r\n"},
       // Only scan 1 converted: the samples of the other scans keep the block's zeros.
       {"scan range", "run.blk", false, 1, 1,
-       header +
+       header("RUN", "Uniform") +
            "-0.01\t0\t0\r\n"
            "0\t0.1\t0.33333334\r\n"
            "0.01\t0\t0\r\n"},
       // 100/s before the trigger at scan 2, 200/s from it: each scan's own time, -0.02, -0.01,
       // 0 and 0.005 s; the label is the base name upper-cased, the file keeps its name.
       {"two time bases", "Mixed.Blk", true, 0, 3,
-       "Measurement Type\tTime Waveform\r\n"
-       "Label\tMIXED\r\n"
-       "X Axis Spacing\tNon-Uniform\r\n"
-       "X Axis Units\tSeconds\r\n"
-       "Y Axis Units\tV\tdegC\r\n"
-       "Trace Labels\tVolts\tTemp\r\n"
-       "-0.02\t1.5\t-2\r\n"
-       "-0.01\t0.1\t0.33333334\r\n"
-       "0\t1e+08\t1e-10\r\n"},
+       header("MIXED", "Non-Uniform") +
+           "-0.02\t1.5\t-2\r\n"
+           "-0.01\t0.1\t0.33333334\r\n"
+           "0\t1e+08\t1e-10\r\n"},
   };
   for (const Case& c : cases) {
     for (const int64_t blockScans : {int64_t{1}, int64_t{2}, int64_t{3}}) {
@@ -151,7 +138,7 @@ TEST(TgtFmtMEscope, BlockFilesAsTheCallsDescribeThem) {
       source.SetPreTrigCount(c.twoTimeBases ? 2 : 1);
       TgtFmtMEscope writer(&source);
       ASSERT_TRUE(writer.IsOk());
-      codes::ScratchDir dir;
+      testing::ScratchDir dir;
       const WriterRun run = RunWriter(writer, dir.File(c.dataName), c.first, c.count, blockScans);
       EXPECT_TRUE(run.preConverted);
       EXPECT_TRUE(run.tookDataFile);
@@ -168,7 +155,7 @@ TEST(TgtFmtMEscope, ScanRateZeroGivesInfiniteSpacingWithoutFailing) {
   FakeSource source = TwoChannelSource();
   source.SetRates(0.0, 0.0);
   TgtFmtMEscope writer(&source);
-  codes::ScratchDir dir;
+  testing::ScratchDir dir;
   const WriterRun run = RunWriter(writer, dir.File("zero.blk"), 0, 3, 3);
   EXPECT_TRUE(run.preConverted);
   const BlockFile file = ReadBlockFile(dir.File("zero.blk"));
@@ -292,7 +279,7 @@ TEST(TgtFmtMEscope, EveryMessageAndFailurePath) {
     if (c.timing == Timing::kTooManyScans) source.SetDataFileSize(16.0 * (1 << 27));
     failing.Inject(c.failingEntry, c.successes, c.result, c.raise);
 
-    codes::ScratchDir dir;
+    testing::ScratchDir dir;
     const std::filesystem::path subdirectory = dir.File("sub");
     std::filesystem::create_directory(subdirectory);
     const std::string dataPath = (subdirectory / "acq.blk").string();

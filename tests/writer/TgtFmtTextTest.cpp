@@ -42,23 +42,6 @@ class TimedSource : public FakeSource {
   std::vector<double> times_;
 };
 
-TimeFormat Relative(uint32_t digits) {
-  TimeFormat f;
-  f.digits = digits;
-  return f;
-}
-TimeFormat Absolute(uint32_t digits) {
-  TimeFormat f;
-  f.absolute = 1;
-  f.digits = digits;
-  return f;
-}
-TimeFormat Untimed() {
-  TimeFormat f;
-  f.timed = 0;
-  return f;
-}
-
 enum class Kind { kText, kAscii };
 
 struct Golden {
@@ -90,72 +73,35 @@ std::vector<Golden> Goldens() {
       // Exponent form with three exponent digits; 9.9996 rounds up into the next exponent; the
       // whole-number column rounds ties to even (2.5 -> 2, 99.5 -> 100) and keeps -0. The time
       // flag means nothing to the plain text writer.
-      {"text",
-       Kind::kText,
-       1,
-       '.',
-       {kE3, kWhole},
-       {1.5, 42, -10, 100, 9.9996, 2.5, -0.0, -0.4, 0.000123456, 99.5},
-       {},
-       {0, 0, 0, 0, 0},
-       (11 + 1) + (4 + 1) + 2,
+      {"text", Kind::kText, 1, '.', {kE3, kWhole}, {1.5, 42, -10, 100, 9.9996, 2.5, -0.0, -0.4, 0.000123456, 99.5},
+       {}, {0, 0, 0, 0, 0}, (11 + 1) + (4 + 1) + 2,
        " 1.500e+000\t 42\t\r\n"
        "-1.000e+001\t 100\t\r\n"
        " 1.000e+001\t 2\t\r\n"
        "-0.000e+000\t-0\t\r\n"
        " 1.235e-004\t 100\t\r\n"},
-      {"text with a comma mark",
-       Kind::kText,
-       0,
-       ',',
-       {kE3, kWhole},
-       {1.5, 42, -10, 100},
-       {},
-       {0, 0},
-       19,
+      {"text with a comma mark", Kind::kText, 0, ',', {kE3, kWhole}, {1.5, 42, -10, 100}, {}, {0, 0}, 19,
        " 1,500e+000\t 42\t\r\n"
        "-1,000e+001\t 100\t\r\n"},
       // Whole-number columns are at least 4 wide (" nan", "-inf"): ranges 0..10 and -1..1 give 4
       // each. A wider value borrows the room its line has left (12345 fits the 12 bytes of a
       // line); a line that still does not fit writes the too-wide field as asterisks.
-      {"text beyond the range",
-       Kind::kText,
-       0,
-       '.',
-       {{"a", "", 0.0, 10.0, 0}, {"b", "", -1.0, 1.0, 0}},
-       {12345, 1, 1234567, 1, kNan, -kInf, -5, 0.4},
-       {},
-       {0, 0, 0, 0},
-       (4 + 1) + (4 + 1) + 2,
+      {"text beyond the range", Kind::kText, 0, '.', {{"a", "", 0.0, 10.0, 0}, {"b", "", -1.0, 1.0, 0}},
+       {12345, 1, 1234567, 1, kNan, -kInf, -5, 0.4}, {}, {0, 0, 0, 0}, (4 + 1) + (4 + 1) + 2,
        " 12345\t 1\t\r\n"
        "****\t 1\t\r\n"
        " nan\t-inf\t\r\n"
        "-5\t 0\t\r\n"},
       // Two header lines, labels and units, each field followed by a tab.
-      {"ascii without time",
-       Kind::kAscii,
-       0,
-       ',',
-       {kE3, kWhole},
-       {1.5, 42},
-       Relative(3),
-       {0},
-       19,
+      {"ascii without time", Kind::kAscii, 0, ',', {kE3, kWhole}, {1.5, 42}, {.digits = 3}, {0}, 19,
        "Volt\tCount\t\r\n"
        "V\tn\t\r\n"
        " 1,500e+000\t 42\t\r\n"},
       // Relative times: sign, three hour digits, minutes, seconds, then milliseconds after half
       // a millisecond was added: 65.0004 s -> 000, 65.0006 s -> 001. The time column reserves
       // "+000:00:00\t000" (14) plus two hour digits and a tab: 12 + 17 bytes per scan.
-      {"ascii relative, 3 digits",
-       Kind::kAscii,
-       1,
-       '.',
-       {kE1},
-       {0.25, -0.75, 1.0, 0.0},
-       Relative(3),
-       {65.0004 * kDaysPerSecond, 65.0006 * kDaysPerSecond, -0.5, 0.0},
-       12 + 17,
+      {"ascii relative, 3 digits", Kind::kAscii, 1, '.', {kE1}, {0.25, -0.75, 1.0, 0.0}, {.digits = 3},
+       {65.0004 * kDaysPerSecond, 65.0006 * kDaysPerSecond, -0.5, 0.0}, 12 + 17,
        "Time\tms\tVal\t\r\n"
        " hhh:mm:ss\t\tu\t\r\n"
        "+000:01:05\t000\t 2.5e-001\t\r\n"
@@ -164,15 +110,8 @@ std::vector<Golden> Goldens() {
        "+000:00:00\t000\t 0.0e+000\t\r\n"},
       // Without digits half a second rounds to whole seconds; 1000 hours take a fourth hour
       // digit, which the reserved column width holds.
-      {"ascii relative, 0 digits",
-       Kind::kAscii,
-       1,
-       '.',
-       {kE1},
-       {0, 0, 0, 0},
-       Relative(0),
-       {1.4 * kDaysPerSecond, 1.6 * kDaysPerSecond, 3725 * kDaysPerSecond, 1000.0 / 24.0},
-       12 + 13,
+      {"ascii relative, 0 digits", Kind::kAscii, 1, '.', {kE1}, {0, 0, 0, 0}, {},
+       {1.4 * kDaysPerSecond, 1.6 * kDaysPerSecond, 3725 * kDaysPerSecond, 1000.0 / 24.0}, 12 + 13,
        "Time\tVal\t\r\n"
        " hhh:mm:ss\tu\t\r\n"
        "+000:00:01\t 0.0e+000\t\r\n"
@@ -181,44 +120,23 @@ std::vector<Golden> Goldens() {
        "+1000:00:00\t 0.0e+000\t\r\n"},
       // Dates: clock time from the calendar fields, milliseconds after half a millisecond was
       // added (23:59:59.9994 -> 999), then MM-DD-YYYY. "hh:mm:ss\t000\tMM-DD-YYYY" is 23 wide.
-      {"ascii absolute, 3 digits",
-       Kind::kAscii,
-       1,
-       ',',
-       {kE1},
-       {0.25, -1},
-       Absolute(3),
-       {k20030102At143015_25, k19991231At235959_9994},
-       12 + 24,
+      {"ascii absolute, 3 digits", Kind::kAscii, 1, ',', {kE1}, {0.25, -1}, {.absolute = 1, .digits = 3},
+       {k20030102At143015_25, k19991231At235959_9994}, 12 + 24,
        "Time\tms\tDate\tVal\t\r\n"
        "hh:mm:ss\t\tMM-DD-YYYY\tu\t\r\n"
        "14:30:15\t250\t01-02-2003\t 2,5e-001\t\r\n"
        "23:59:59\t999\t12-31-1999\t-1,0e+000\t\r\n"},
       // Six digits: milliseconds, a point (whatever the decimal mark) and microseconds.
-      {"ascii absolute, 6 digits",
-       Kind::kAscii,
-       1,
-       ',',
-       {kE1},
-       {0.25},
-       Absolute(6),
-       {k20030102At143015_25},
-       12 + 28,
+      {"ascii absolute, 6 digits", Kind::kAscii, 1, ',', {kE1}, {0.25}, {.absolute = 1, .digits = 6},
+       {k20030102At143015_25}, 12 + 28,
        "Time\tms\tDate\tVal\t\r\n"
        "hh:mm:ss\t\tMM-DD-YYYY\tu\t\r\n"
        "14:30:15\t250.000\t01-02-2003\t 2,5e-001\t\r\n"},
       // Untimed: the scan count from the trigger, floor(native + 0.1), with a sign position and
       // nine digits (-9.95 is scan -10). A count of ten digits does not fit the column of a line
       // without room to spare and is written as asterisks.
-      {"ascii untimed",
-       Kind::kAscii,
-       1,
-       '.',
-       {kE1},
-       {0, 0, 0, 0, 0},
-       Untimed(),
-       {-10, -9.95, 0, 5, 1234567890},
-       12 + 11,
+      {"ascii untimed", Kind::kAscii, 1, '.', {kE1}, {0, 0, 0, 0, 0}, {.timed = 0},
+       {-10, -9.95, 0, 5, 1234567890}, 12 + 11,
        "Time\tVal\t\r\n"
        "scans\tu\t\r\n"
        "-000000010\t 0.0e+000\t\r\n"

@@ -18,6 +18,7 @@ using testing::Hex;
 using testing::ScratchDir;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr size_t kHead = 44;  // RIFF (12), fmt (8 + 16) and the data chunk's tag and size (8)
 
 TEST(TgtFmtWav, HeadAndFramesAreExactlyTheFormats) {
   struct Case {
@@ -58,9 +59,9 @@ TEST(TgtFmtWav, HeadAndFramesAreExactlyTheFormats) {
     TgtFmtWav writer(&source);
     const testing::WrittenFiles files =
         testing::RunWriter(writer, static_cast<int64_t>(c.values.size()) / c.chans, dir);
-    ASSERT_EQ(files.data.size(), TgtFmtWav::kHeadBytes + c.values.size() * 2);
-    EXPECT_EQ(Hex(files.data.substr(0, TgtFmtWav::kHeadBytes)), c.head);
-    EXPECT_EQ(Hex(files.data.substr(TgtFmtWav::kHeadBytes)), c.frames);
+    ASSERT_EQ(files.data.size(), kHead + c.values.size() * 2);
+    EXPECT_EQ(Hex(files.data.substr(0, kHead)), c.head);
+    EXPECT_EQ(Hex(files.data.substr(kHead)), c.frames);
   }
 }
 
@@ -78,14 +79,14 @@ TEST(TgtFmtWav, AScanRangeKeepsTheHeadOfEveryScan) {
   ASSERT_EQ(testing::Convert(request), 0);
   const std::string whole = testing::FileBytes(request.output);
   const size_t block = 2 * static_cast<size_t>(samples::NumChannels(sample));
-  ASSERT_EQ(whole.size(), TgtFmtWav::kHeadBytes + 1200 * block);
+  ASSERT_EQ(whole.size(), kHead + 1200 * block);
 
   request.output = dir.File("range.wav");
   request.firstScan = 37;
   request.scanCount = 500;
   ASSERT_EQ(testing::Convert(request), 0);
   const std::string range = testing::FileBytes(request.output);
-  EXPECT_TRUE(range == whole.substr(0, TgtFmtWav::kHeadBytes) + whole.substr(TgtFmtWav::kHeadBytes + 37 * block, 500 * block));
+  EXPECT_TRUE(range == whole.substr(0, kHead) + whole.substr(kHead + 37 * block, 500 * block));
 }
 
 }  // namespace

@@ -10,11 +10,7 @@
 #include "samples/Calendar.h"
 #include "samples/Samples.h"
 #include "writer/WriterRuns.h"
-#include "writer/decoders/BlockDecoder.h"
-#include "writer/decoders/DIAdemDecoder.h"
-#include "writer/decoders/HalvardDecoder.h"
-#include "writer/decoders/TextDecoder.h"
-#include "writer/decoders/UffDecoder.h"
+#include "writer/decoders/Decoders.h"
 
 namespace travune::testing {
 namespace {

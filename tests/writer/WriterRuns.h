@@ -96,7 +96,6 @@ struct ConversionRequest {
   uint32_t firstScan = 0;
   uint32_t scanCount = 0;  // 0: every scan
 };
-using TextConversion = ConversionRequest;
 
 // Runs the conversion to the end. Returns 0 or the first failing status; ranges receives the
 // channel ranges the source reports when given. The session's decimal mark is restored afterwards.

@@ -1,6 +1,6 @@
 // Block-file decoder: six header lines "keyword<TAB>cell..." with CRLF endings, in a fixed
 // order, then one row per sample "x<TAB>value..." of numbers in the shortest float text.
-#include "writer/decoders/BlockDecoder.h"
+#include "writer/decoders/Decoders.h"
 
 #include <charconv>
 #include <fstream>
@@ -9,16 +9,6 @@
 namespace travune::testing {
 
 namespace {
-
-std::vector<std::string> SplitTabs(const std::string& line) {
-  std::vector<std::string> cells;
-  size_t start = 0;
-  for (size_t tab; (tab = line.find('\t', start)) != std::string::npos; start = tab + 1) {
-    cells.push_back(line.substr(start, tab - start));
-  }
-  cells.push_back(line.substr(start));
-  return cells;
-}
 
 // The float a cell spells, widened; false unless the whole cell is one number.
 bool ParseFloat(const std::string& cell, double* out) {
@@ -61,40 +51,33 @@ BlockFile ReadBlockFile(const std::string& path) {
   if (!in) return Failed(std::move(file), "cannot open " + path);
   LineReader reader{std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>())};
 
+  // The first four keywords take one cell each; units and labels one per trace.
   const char* keywords[] = {"Measurement Type", "Label", "X Axis Spacing", "X Axis Units", "Y Axis Units",
                             "Trace Labels"};
   std::vector<std::string> header[6];
   for (int i = 0; i < 6; ++i) {
     std::string line;
     if (!reader.Next(&line)) return Failed(std::move(file), std::string("no CRLF line for ") + keywords[i]);
-    header[i] = SplitTabs(line);
+    header[i] = Split(line, "\t");
     if (header[i][0] != keywords[i]) return Failed(std::move(file), "expected " + std::string(keywords[i]));
-    header[i].erase(header[i].begin());
+    if (i < 4 && header[i].size() != 2) return Failed(std::move(file), "one cell expected after " + header[i][0]);
   }
-  for (int i = 0; i < 4; ++i) {
-    if (header[i].size() != 1) return Failed(std::move(file), std::string("one cell expected after ") + keywords[i]);
-  }
-  file.measurementType = header[0][0];
-  file.label = header[1][0];
-  file.spacing = header[2][0];
-  file.xUnits = header[3][0];
-  file.yUnits = header[4];
-  file.traceLabels = header[5];
+  file.spacing = header[2][1];
+  file.traces = header[5].size() - 1;
   if (file.spacing != "Uniform" && file.spacing != "Non-Uniform") return Failed(std::move(file), "bad spacing");
-  if (file.yUnits.size() != file.traceLabels.size()) return Failed(std::move(file), "units and labels differ");
+  if (header[4].size() != header[5].size()) return Failed(std::move(file), "units and labels differ");
 
-  const size_t traces = file.traceLabels.size();
   while (!reader.AtEnd()) {
     std::string line;
     if (!reader.Next(&line)) return Failed(std::move(file), "row without CRLF");
-    const std::vector<std::string> cells = SplitTabs(line);
-    if (cells.size() != traces + 1) {
+    const std::vector<std::string> cells = Split(line, "\t");
+    if (cells.size() != file.traces + 1) {
       return Failed(std::move(file), "row with " + std::to_string(cells.size()) + " cells");
     }
     double number = 0.0;
     if (!ParseFloat(cells[0], &number)) return Failed(std::move(file), "bad x value " + cells[0]);
     file.x.push_back(number);
-    for (size_t t = 1; t <= traces; ++t) {
+    for (size_t t = 1; t <= file.traces; ++t) {
       if (!ParseFloat(cells[t], &number)) return Failed(std::move(file), "bad value " + cells[t]);
       file.values.push_back(number);
     }
@@ -108,7 +91,7 @@ Decoded DecodeBlock(const std::string& dataPath, const std::string&) {
   BlockFile file = ReadBlockFile(dataPath);
   if (!file.ok) return decoded;
   decoded.scans = static_cast<int64_t>(file.x.size());
-  decoded.chans = static_cast<int32_t>(file.traceLabels.size());
+  decoded.chans = static_cast<int32_t>(file.traces);
   decoded.values = std::move(file.values);
   // Each value is the float nearest the scaled value: half a unit in its last place, 2^-24
   // relative, or half the smallest subnormal near zero.

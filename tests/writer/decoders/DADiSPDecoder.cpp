@@ -1,12 +1,8 @@
 // DADiSP decoder: the header names NUM_SERIES interlaced float series; the data file holds
 // nothing but those floats, series after series within each sample.
-#include "writer/decoders/DADiSPDecoder.h"
+#include "writer/decoders/Decoders.h"
 
-#include <cstdint>
 #include <cstdlib>
-#include <cstring>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 
 namespace travune::testing {

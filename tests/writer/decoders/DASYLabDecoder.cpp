@@ -2,14 +2,11 @@
 // line per channel; the 52-byte global block (0x00 0x1A "IN") gives the text length + 28 and
 // the channel count; each 406-byte channel record gives the slope and offset that turn a
 // 16-bit code into the value code × slope + offset.
-#include "writer/decoders/DASYLabDecoder.h"
+#include "writer/decoders/Decoders.h"
 
 #include <cmath>
-#include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <vector>
 
 namespace travune::testing {

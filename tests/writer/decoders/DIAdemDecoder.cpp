@@ -2,13 +2,10 @@
 // "#BEGINCHANNELHEADER" and "#ENDCHANNELHEADER" of "key,value" lines. The first channel is the
 // time: IMPLICIT with start (240) and step (241), or EXPLICIT like the data channels, whose
 // float sits at position 221 (from 1) of 222 values per scan in the file named by 211.
-#include "writer/decoders/DIAdemDecoder.h"
+#include "writer/decoders/Decoders.h"
 
-#include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <sstream>
 

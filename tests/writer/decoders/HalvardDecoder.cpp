@@ -1,13 +1,10 @@
 // Halvard decoder: parses the description line by line, independently of the writer, and reads
 // the data file with the layout the description announces.
-#include "writer/decoders/HalvardDecoder.h"
+#include "writer/decoders/Decoders.h"
 
 #include <algorithm>
 #include <charconv>
-#include <cstdint>
 #include <cmath>
-#include <fstream>
-#include <iterator>
 
 namespace travune::testing {
 namespace {
@@ -15,16 +12,21 @@ namespace {
 constexpr size_t kStampBytes = 10;
 constexpr int kStampWords = 5;
 
-std::vector<std::string> SplitLines(const std::string& text) {
-  std::vector<std::string> lines;
-  size_t start = 0;
-  for (size_t end = text.find("\r\n"); end != std::string::npos; end = text.find("\r\n", start)) {
-    lines.push_back(text.substr(start, end - start));
-    start = end + 2;
-  }
-  if (start != text.size()) lines.push_back(text.substr(start));  // an unterminated last line
-  return lines;
-}
+struct HalvardChannel {
+  int position = 0;           // 16-bit word within the scan
+  double codesPerUnit = 0.0;  // as printed (infinite for a zero-width range)
+  double offset = 0.0;        // the value of code 0
+};
+
+struct HalvardHead {
+  std::string separator;  // found between the two rates
+  char decimalMark = '.';
+  double preTrigRate = 0.0;
+  double postTrigRate = 0.0;
+  int64_t preTrigCount = 0;
+  std::vector<HalvardChannel> channels;
+  bool ok = false;
+};
 
 // A number printed with six decimals in the file's decimal mark ("inf" for infinity).
 bool ParseNumber(std::string text, char mark, double* out) {
@@ -69,27 +71,14 @@ bool ParseRates(const std::string& line, HalvardHead* head) {
          ParseNumber(line.substr(secondStart), head->decimalMark, &head->postTrigRate);
 }
 
-std::vector<std::string> SplitFields(const std::string& line, const std::string& separator) {
-  std::vector<std::string> fields;
-  size_t start = 0;
-  for (size_t end = line.find(separator); end != std::string::npos; end = line.find(separator, start)) {
-    fields.push_back(line.substr(start, end - start));
-    start = end + separator.size();
-  }
-  fields.push_back(line.substr(start));
-  return fields;
-}
-
 // position, codes per unit, label, units, offset, then an empty field after the last separator.
 bool ParseChannel(const std::string& line, const HalvardHead& head, HalvardChannel* channel) {
-  const std::vector<std::string> fields = SplitFields(line, head.separator);
+  const std::vector<std::string> fields = Split(line, head.separator);
   int64_t position = 0;
   if (fields.size() != 6 || !fields[5].empty() || fields[0].size() != 5 || !ParseDigits(fields[0], &position)) {
     return false;
   }
   channel->position = static_cast<int>(position);
-  channel->label = fields[2];
-  channel->units = fields[3];
   return ParseNumber(fields[1], head.decimalMark, &channel->codesPerUnit) &&
          ParseNumber(fields[4], head.decimalMark, &channel->offset);
 }
@@ -130,11 +119,10 @@ int16_t CodeAt(const std::string& bytes, size_t offset) {
   return static_cast<int16_t>(static_cast<uint16_t>(lo | hi << 8));
 }
 
-}  // namespace
-
 HalvardHead ReadHalvardHead(const std::string& headerPath) {
   HalvardHead head;
-  const std::vector<std::string> lines = SplitLines(FileContents(headerPath));
+  std::vector<std::string> lines = Split(FileContents(headerPath), "\r\n");
+  if (lines.back().empty()) lines.pop_back();  // after the last line's CR LF
   const char* const fixed[] = {"*TYPE", "TARQUIL 2.0", "*VERSION", "2.00", "*FORMAT", "BINARY", "*FREQUENCY"};
   if (lines.size() < 11) return head;
   for (size_t i = 0; i < 7; ++i) {
@@ -152,6 +140,8 @@ HalvardHead ReadHalvardHead(const std::string& headerPath) {
   head.ok = true;
   return head;
 }
+
+}  // namespace
 
 Decoded DecodeHalvard(const std::string& dataPath, const std::string& headerPath) {
   Decoded decoded;

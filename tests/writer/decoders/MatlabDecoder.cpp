@@ -1,12 +1,7 @@
 // MATLAB Level 4 decoder: five little-endian 32-bit words (type 0 = little-endian doubles, full
 // matrix; rows; columns; imaginary flag 0; name length 2), the name "A\0", then the matrix
 // column by column. The values are handed back row by row.
-#include "writer/decoders/MatlabDecoder.h"
-
-#include <cstdint>
-#include <cstring>
-#include <fstream>
-#include <iterator>
+#include "writer/decoders/Decoders.h"
 
 namespace travune::testing {
 

@@ -2,13 +2,9 @@
 // '"KEY", LEN, =VALUE' whose VALUE is exactly LEN characters (it may hold CR LF), then a
 // '"TR", K' record of K lines, the byte 0xAA and the interleaved floats. Every length is
 // followed exactly, so a wrong length field makes the file undecodable.
-#include "writer/decoders/SnapMasterDecoder.h"
+#include "writer/decoders/Decoders.h"
 
-#include <cstdint>
 #include <cstdlib>
-#include <cstring>
-#include <fstream>
-#include <iterator>
 #include <map>
 
 namespace travune::testing {

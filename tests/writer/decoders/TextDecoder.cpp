@@ -1,12 +1,11 @@
 // Text decoding for the writer tests: splits lines and fields, parses numbers written with
 // either decimal mark, and tells from the printed digits how precise each value is.
-#include "writer/decoders/TextDecoder.h"
+#include "writer/decoders/Decoders.h"
 
 #include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <cmath>
-#include <cstdlib>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -27,19 +26,12 @@ Lines SplitLines(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   Lines lines;
   if (!in) return lines;
-  const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-  size_t start = 0;
-  while (start < text.size()) {
-    const size_t end = text.find("\r\n", start);
-    if (end == std::string::npos || end == start || text[end - 1] != '\t') return lines;
-    std::vector<std::string> fields;
-    size_t field = start;
-    for (size_t tab = text.find('\t', field); tab < end; tab = text.find('\t', field)) {
-      fields.push_back(text.substr(field, tab - field));
-      field = tab + 1;
-    }
-    lines.fields.push_back(std::move(fields));
-    start = end + 2;
+  std::vector<std::string> text = Split(std::string(std::istreambuf_iterator<char>(in), {}), "\r\n");
+  if (!text.back().empty()) return lines;  // the last line without its CR LF
+  text.pop_back();
+  for (const std::string& line : text) {
+    if (line.empty() || line.back() != '\t') return lines;
+    lines.fields.push_back(Split(line.substr(0, line.size() - 1), "\t"));
   }
   lines.ok = true;
   return lines;
@@ -52,19 +44,6 @@ double ParseDouble(std::string text, bool* ok) {
   const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
   *ok = !text.empty() && result.ec == std::errc() && result.ptr == text.data() + text.size();
   return value;
-}
-
-// Half a unit of the last printed digit of a finite value: 0.5 for a whole number, 0.5e(E-P)
-// for P digits after the mark and exponent E. A hair more covers the parsing's own rounding.
-double FieldTolerance(const std::string& field, double value) {
-  if (!std::isfinite(value)) return 0.0;
-  const double parsing = 1e-12 * std::fabs(value);
-  const size_t e = field.find('e');
-  if (e == std::string::npos) return 0.5 + parsing;
-  const size_t mark = field.find_first_of(".,");
-  const int digits = mark == std::string::npos || mark > e ? 0 : static_cast<int>(e - mark - 1);
-  const int exponent = std::atoi(field.c_str() + e + 1);
-  return 0.5 * std::pow(10.0, exponent - digits) + parsing;
 }
 
 // Widens the file's tolerances to what a printed value leaves open.
@@ -81,8 +60,7 @@ void AddTolerance(const std::string& field, Decoded* decoded) {
 }
 
 // Values of lines [first, end), skipping timeFields fields in front of each.
-// tolerances, when given, receives each value's own tolerance.
-Decoded DecodeValues(const Lines& lines, size_t first, int timeFields, std::vector<double>* tolerances = nullptr) {
+Decoded DecodeValues(const Lines& lines, size_t first, int timeFields) {
   Decoded decoded;
   if (!lines.ok || lines.fields.size() < first) return decoded;
   decoded.scans = static_cast<int64_t>(lines.fields.size() - first);
@@ -94,14 +72,12 @@ Decoded DecodeValues(const Lines& lines, size_t first, int timeFields, std::vect
       // A value too wide for its column is written as asterisks: unknown, but not malformed.
       if (fields[f].find_first_not_of('*') == std::string::npos) {
         decoded.values.push_back(kNan);
-        if (tolerances != nullptr) tolerances->push_back(0.0);
         continue;
       }
       bool ok = false;
       decoded.values.push_back(ParseDouble(fields[f], &ok));
       if (!ok) return decoded;
       AddTolerance(fields[f], &decoded);
-      if (tolerances != nullptr) tolerances->push_back(FieldTolerance(fields[f], decoded.values.back()));
     }
   }
   decoded.ok = true;
@@ -158,24 +134,12 @@ Decoded DecodeAscii(const std::string& dataPath, const std::string&) {
   return DecodeValues(lines, 2, TimeFieldsOf(lines.fields[0]));
 }
 
-std::vector<double> TextTolerances(const std::string& dataPath, bool sheet) {
-  const Lines lines = SplitLines(dataPath);
-  std::vector<double> tolerances;
-  if (!sheet) {
-    DecodeValues(lines, 0, 0, &tolerances);
-  } else if (lines.ok && lines.fields.size() >= 2) {
-    DecodeValues(lines, 2, TimeFieldsOf(lines.fields[0]), &tolerances);
-  }
-  return tolerances;
-}
-
 TextSheet ReadTextSheet(const std::string& dataPath) {
   const Lines lines = SplitLines(dataPath);
   TextSheet sheet;
   if (!lines.ok || lines.fields.size() < 2) return sheet;
-  sheet.titles = lines.fields[0];
   sheet.units = lines.fields[1];
-  sheet.timeFields = TimeFieldsOf(sheet.titles);
+  sheet.timeFields = TimeFieldsOf(lines.fields[0]);
   for (size_t line = 2; line < lines.fields.size(); ++line) {
     const std::vector<std::string>& fields = lines.fields[line];
     if (static_cast<int>(fields.size()) < sheet.timeFields) return sheet;

@@ -1,10 +1,9 @@
 // A reader of Universal File Format files written on its own from the published layout: lines
 // ending in CR LF, datasets between "    -1" lines, dataset 58's fixed columns, 13-character
 // data fields six to a line, and the binary form's little-endian floats.
-#include "writer/decoders/UffDecoder.h"
+#include "writer/decoders/Decoders.h"
 
 #include <charconv>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 
@@ -42,6 +41,12 @@ class Cursor {
   size_t pos_ = 0;
 };
 
+// Records what could not be read; false.
+bool Fail(std::string* error, std::string what) {
+  *error = std::move(what);
+  return false;
+}
+
 std::string Trimmed(const std::string& text) {
   const size_t first = text.find_first_not_of(' ');
   if (first == std::string::npos) return "";
@@ -65,33 +70,25 @@ bool ParseReal(const std::string& field, double* out) {
   return !text.empty() && result.ec == std::errc() && result.ptr == text.data() + text.size();
 }
 
-// ID lines 1 to 5 and records 6 to 11; record 7 and record 9 are kept.
+// ID lines 1 to 5 and records 6 to 11; record 7's counts and record 9's label are kept.
 bool ReadRecords(Cursor& in, UffChannelData* channel, std::string* error) {
   std::string lines[kTextRecordLines];
   for (std::string& line : lines) {
-    if (!in.Line(&line)) {
-      *error = "dataset 58 ends inside its records";
-      return false;
-    }
+    if (!in.Line(&line)) return Fail(error, "dataset 58 ends inside its records");
   }
   const std::string& record7 = lines[6];
   int64_t type = 0;
   int64_t spacing = 0;
+  double start = 0.0, step = 0.0;
   if (!ParseInt(record7, 0, 10, &type) || !ParseInt(record7, 10, 10, &channel->declaredValues) ||
       !ParseInt(record7, 20, 10, &spacing) || record7.size() != 30 + 3 * kDataField ||
-      !ParseReal(record7.substr(30, kDataField), &channel->abscissaStart) ||
-      !ParseReal(record7.substr(43, kDataField), &channel->abscissaStep)) {
-    *error = "record 7 unreadable: " + record7;
-    return false;
+      !ParseReal(record7.substr(30, kDataField), &start) || !ParseReal(record7.substr(43, kDataField), &step)) {
+    return Fail(error, "record 7 unreadable: " + record7);
   }
   channel->evenSpacing = spacing == 1;
   const std::string& record9 = lines[8];
-  if (record9.size() < 62) {
-    *error = "record 9 too short: " + record9;
-    return false;
-  }
+  if (record9.size() < 62) return Fail(error, "record 9 too short: " + record9);
   channel->label = Trimmed(record9.substr(26, 20));
-  channel->units = Trimmed(record9.substr(47));
   return true;
 }
 
@@ -102,19 +99,13 @@ bool ReadTextData(Cursor& in, UffChannelData* channel, std::string* error) {
     std::string line;
     const int64_t expected = std::min<int64_t>(kFieldsPerLine, fields - read);
     if (!in.Line(&line) || line.size() != static_cast<size_t>(expected * kDataField)) {
-      *error = "data line of the wrong length after " + std::to_string(read) + " fields: " + line;
-      return false;
+      return Fail(error, "data line of the wrong length after " + std::to_string(read) + " fields: " + line);
     }
     for (int64_t f = 0; f < expected; ++f, ++read) {
+      const std::string field = line.substr(static_cast<size_t>(f * kDataField), kDataField);
       double number = 0.0;
-      if (line[static_cast<size_t>(f * kDataField)] != ' ' && line[static_cast<size_t>(f * kDataField)] != '-') {
-        *error = "data field without its leading blank: " + line;
-        return false;
-      }
-      if (!ParseReal(line.substr(static_cast<size_t>(f * kDataField), kDataField), &number)) {
-        *error = "data field unreadable: " + line;
-        return false;
-      }
+      if (field[0] != ' ' && field[0] != '-') return Fail(error, "data field without its leading blank: " + line);
+      if (!ParseReal(field, &number)) return Fail(error, "data field unreadable: " + line);
       const bool isTime = !channel->evenSpacing && read % 2 == 0;
       (isTime ? channel->times : channel->values).push_back(number);
     }
@@ -125,14 +116,10 @@ bool ReadTextData(Cursor& in, UffChannelData* channel, std::string* error) {
 bool ReadBinaryData(Cursor& in, UffChannelData* channel, std::string* error) {
   const size_t perValue = channel->evenSpacing ? 4 : 8;
   if (channel->declaredBytes != channel->declaredValues * static_cast<int64_t>(perValue)) {
-    *error = "byte count " + std::to_string(channel->declaredBytes) + " does not match the value count";
-    return false;
+    return Fail(error, "byte count not that of the values: " + std::to_string(channel->declaredBytes));
   }
   std::string bytes;
-  if (!in.Bytes(static_cast<size_t>(channel->declaredBytes), &bytes)) {
-    *error = "binary data shorter than declared";
-    return false;
-  }
+  if (!in.Bytes(static_cast<size_t>(channel->declaredBytes), &bytes)) return Fail(error, "binary data too short");
   for (size_t offset = 0; offset < bytes.size(); offset += perValue) {
     if (!channel->evenSpacing) channel->times.push_back(LittleEndianFloat(&bytes[offset]));
     channel->values.push_back(LittleEndianFloat(&bytes[offset + perValue - 4]));
@@ -147,8 +134,7 @@ bool ReadBinaryHeader(const std::string& line, UffChannelData* channel, std::str
       !ParseInt(line, 13, 6, &format) || !ParseInt(line, 19, 12, &lines) ||
       !ParseInt(line, 31, 12, &channel->declaredBytes) || number != 58 || order != 1 || format != 2 ||
       lines != kTextRecordLines) {
-    *error = "binary dataset 58 header unreadable: " + line;
-    return false;
+    return Fail(error, "binary dataset 58 header unreadable: " + line);
   }
   channel->binary = true;
   return true;
@@ -159,26 +145,15 @@ bool SkipToEndOfDataset(Cursor& in, std::string* error) {
   while (in.Line(&line)) {
     if (line == "    -1") return true;
   }
-  *error = "dataset without its end line";
-  return false;
+  return Fail(error, "dataset without its end line");
 }
 
 bool ReadDataset(Cursor& in, UffContents* contents) {
   std::string line;
-  if (!in.Line(&line) || line != "    -1") {
-    contents->error = "expected a dataset start, got: " + line;
-    return false;
-  }
-  if (!in.Line(&line) || line.size() < 6) {
-    contents->error = "dataset number missing";
-    return false;
-  }
+  if (!in.Line(&line) || line != "    -1") return Fail(&contents->error, "expected a dataset start: " + line);
+  if (!in.Line(&line) || line.size() < 6) return Fail(&contents->error, "dataset number missing");
   int64_t number = 0;
-  if (!ParseInt(line, 0, 6, &number)) {
-    contents->error = "dataset number unreadable: " + line;
-    return false;
-  }
-  contents->datasets.push_back(static_cast<int>(number));
+  if (!ParseInt(line, 0, 6, &number)) return Fail(&contents->error, "dataset number unreadable: " + line);
   if (number != 58) return SkipToEndOfDataset(in, &contents->error);
 
   UffChannelData channel;
@@ -189,8 +164,7 @@ bool ReadDataset(Cursor& in, UffContents* contents) {
                            : ReadTextData(in, &channel, &contents->error);
   if (!data) return false;
   if (!in.Line(&line) || line != "    -1") {
-    contents->error = "dataset 58 does not end right after its data: " + line;
-    return false;
+    return Fail(&contents->error, "dataset 58 does not end right after its data: " + line);
   }
   contents->channels.push_back(std::move(channel));
   return true;

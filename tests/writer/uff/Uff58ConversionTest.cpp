@@ -8,7 +8,7 @@
 
 #include "samples/Samples.h"
 #include "travune/travune.h"
-#include "writer/decoders/UffDecoder.h"
+#include "writer/decoders/Decoders.h"
 #include "writer/WriterRuns.h"
 
 namespace travune {
@@ -58,14 +58,21 @@ void ExpectPrintedValues(const UffContents& file, const std::vector<double>& sca
   }
 }
 
+// Every number after the header's sentences, in evenly spaced files (no pre-trigger scans) and
+// in files of time/value pairs.
 TEST_F(Uff58Conversion, TheUsersDecimalCommaIsWritten) {
-  const std::vector<std::string> files = Sample(kMorvane, "acq");
-  ASSERT_EQ(Convert(files, kMorvane, TRAVUNE_FMT_UFF58_ASCII, Path("comma.unv"), ','), 0);
-  const std::string text = testing::FileBytes(Path("comma.unv"));
-  EXPECT_NE(text.find("  1,00000000000000000D+00"), std::string::npos);
-  // Only the file name and the header's sentences before dataset 164 hold points.
-  EXPECT_EQ(text.find('.', text.find("   164\r\n")), std::string::npos);
-  ExpectPrintedValues(ReadUff(Path("comma.unv")), testing::ScaledValues(files, kMorvane.type));
+  for (const SampleSpec& sample : {kMorvane, testing::SampleOf(TRAVUNE_SRC_MORVANE, 700, 0)}) {
+    SCOPED_TRACE(sample.preTrig);
+    const std::vector<std::string> files = Sample(sample, "acq");
+    ASSERT_EQ(Convert(files, sample, TRAVUNE_FMT_UFF58_ASCII, Path("comma.unv"), ','), 0);
+    const std::string text = testing::FileBytes(Path("comma.unv"));
+    EXPECT_NE(text.find("  1,00000000000000000D+00"), std::string::npos);
+    EXPECT_NE(text.find(sample.preTrig > 0 ? "         0  0,00000E+00" : "         1  0,00000E+00  1,00000E-03"),
+              std::string::npos);
+    // Only the file name and the header's sentences before dataset 164 hold points.
+    EXPECT_EQ(text.find('.', text.find("   164\r\n")), std::string::npos);
+    ExpectPrintedValues(ReadUff(Path("comma.unv")), testing::ScaledValues(files, sample.type));
+  }
 }
 
 TEST_F(Uff58Conversion, AFailedConversionLeavesNoTemporaryFile) {
