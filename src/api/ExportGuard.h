@@ -27,16 +27,4 @@ int32_t GuardedCall(int32_t noMemoryStatus, int32_t failureStatus, Body&& body) 
   }
 }
 
-// The same for an exported function that returns a pointer: null on any exception.
-template <class Body>
-auto GuardedPointerCall(Body&& body) noexcept -> std::invoke_result_t<Body> {
-  static_assert(std::is_pointer_v<std::invoke_result_t<Body>>, "GuardedPointerCall wraps a pointer result");
-  try {
-    const platform::ScopedUserLocale userLocale;
-    return std::forward<Body>(body)();
-  } catch (...) {
-    return nullptr;
-  }
-}
-
 }  // namespace travune

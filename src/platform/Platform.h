@@ -84,10 +84,6 @@ class File {
 
 // Deletes a file; false when it could not be deleted.
 bool DeleteFile(const char* path);
-// Renames a file, replacing the target; false on failure.
-bool RenameFile(const char* from, const char* to);
-// True when a file or directory exists at path.
-bool PathExists(const char* path);
 
 // The directory for temporary files, always ending in the path separator.
 std::string TempDirectory();

@@ -254,16 +254,7 @@ bool File::GetInformation(FileInformation* out) const {
 
 bool DeleteFile(const char* path) { return path != nullptr && ::unlink(path) == 0; }
 
-bool RenameFile(const char* from, const char* to) {
-  return from != nullptr && to != nullptr && ::rename(from, to) == 0;
-}
-
 const char* LastPathSeparator(const char* path) { return path != nullptr ? std::strrchr(path, kPathSeparator) : nullptr; }
-
-bool PathExists(const char* path) {
-  struct stat st;
-  return path != nullptr && ::stat(path, &st) == 0;
-}
 
 std::string TempDirectory() {
   const char* fromEnvironment = std::getenv("TMPDIR");

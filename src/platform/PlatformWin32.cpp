@@ -324,12 +324,6 @@ bool File::GetInformation(FileInformation* out) const {
 
 bool DeleteFile(const char* path) { return path != nullptr && ::DeleteFileA(path) != 0; }
 
-bool RenameFile(const char* from, const char* to) {
-  return from != nullptr && to != nullptr && ::MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING) != 0;
-}
-
-bool PathExists(const char* path) { return path != nullptr && ::GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES; }
-
 const char* LastPathSeparator(const char* path) {
   if (path == nullptr) return nullptr;
   const char* last = nullptr;

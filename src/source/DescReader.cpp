@@ -28,11 +28,6 @@ size_t DescReader::SeekRel(int64_t delta) {
   return Seek(target < 0 ? 0 : static_cast<size_t>(target));
 }
 
-char DescReader::GetChar() {
-  if (AtEnd()) return '\0';
-  return static_cast<char>(*cursor_++);
-}
-
 bool DescReader::AtLineEnd() const { return AtEnd() || *cursor_ == 0 || IsLineEndByte(*cursor_); }
 
 int DescReader::SkipLineEnd() {

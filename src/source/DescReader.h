@@ -20,7 +20,6 @@ class DescReader {
   size_t Size() const { return size_; }
   size_t BytesLeft() const { return size_ - Offset(); }
   bool AtEnd() const { return cursor_ >= start_ + size_; }
-  char GetChar();                              // the byte at the cursor (0 at the end), advances
   const uint8_t* CurPtr() const { return cursor_; }
   const uint8_t* Start() const { return start_; }
   bool AtLineEnd() const;                      // a line-end byte or a zero byte (or the end)

@@ -16,11 +16,4 @@ void LinearFromPoints(double* m, double* b, double x1, double x2, double y1, dou
   *b = y1 - *m * x1;
 }
 
-double MapLinear(double x1, double x2, double y1, double y2, double value) {
-  double m = 0.0;
-  double b = 0.0;
-  LinearFromPoints(&m, &b, x1, x2, y1, y2);
-  return value * m + b;
-}
-
 }  // namespace travune

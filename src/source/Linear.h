@@ -7,7 +7,5 @@ namespace travune {
 void ComposeLinear(double* m, double* b, double m2, double b2);
 // The line through (x1, y1) and (x2, y2); a zero x-distance counts as 1.0.
 void LinearFromPoints(double* m, double* b, double x1, double x2, double y1, double y2);
-// value * m + b with (m, b) from LinearFromPoints.
-double MapLinear(double x1, double x2, double y1, double y2, double value);
 
 }  // namespace travune

@@ -60,8 +60,6 @@ const char* FilePath::Compose(const char* path) {
   return full_.c_str();
 }
 
-const char* FilePath::SetBaseName(const char* text) { return SetPart(base_, text, kBaseSize); }
-
 const char* FilePath::SetExtension(const char* text) { return SetPart(ext_, text, kExtSize); }
 
 }  // namespace travune

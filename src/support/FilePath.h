@@ -21,9 +21,8 @@ class FilePath {
   // With a path: split it into its parts. Then build the full path from the parts and return
   // it. Null, with every part left as it was, when a part of path or the full path is too long.
   const char* Compose(const char* path);
-  // Replace one part (null text: keep it) and return it; null, the part unchanged, when text is
-  // too long.
-  const char* SetBaseName(const char* text);
+  // Replace the extension (null text: keep it) and return it; null, the extension unchanged,
+  // when text is too long.
   const char* SetExtension(const char* text);
 
   const char* Drive() const { return drive_.c_str(); }

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstdarg>
@@ -69,17 +68,6 @@ char* FixExponent(char* begin, char* end, int expDigits, char expLetter) {
 int MaxScientificPrecision(int expDigits) {
   return static_cast<int>(kMaxNumberChars) - kScientificOverhead - 1 -
          std::clamp(expDigits, kMaxNativeExpDigits, kMaxExpDigits);
-}
-
-// Start of an exponent at text[i] ('e' or 'E' after a digit or point, a sign, then digits):
-// returns the index of its first digit, or 0 when text[i] starts none.
-size_t ExponentDigitsAt(const std::string& text, size_t i) {
-  if (i == 0 || (text[i] != 'e' && text[i] != 'E')) return 0;
-  const char before = text[i - 1];
-  if (!std::isdigit(static_cast<unsigned char>(before)) && before != '.') return 0;
-  if (i + 2 >= text.size() || (text[i + 1] != '+' && text[i + 1] != '-')) return 0;
-  if (!std::isdigit(static_cast<unsigned char>(text[i + 2]))) return 0;
-  return i + 2;
 }
 
 // The scientific form's fast path: precisions and decimal exponents for which the value
@@ -241,10 +229,6 @@ char* AppendRoundedWhole(char* out, double value) {
   return AppendWholeNumber(out, whole + (up ? 1 : 0));
 }
 
-bool IsDigitAt(const std::string& text, size_t i) {
-  return i < text.size() && std::isdigit(static_cast<unsigned char>(text[i]));
-}
-
 }  // namespace
 
 std::string FormatC(const char* format, ...) {
@@ -286,46 +270,6 @@ char* AppendScientific(char* out, double value, int digits, int expDigits, char 
   const auto result = std::to_chars(out, out + kMaxNumberChars, value, std::chars_format::scientific, precision);
   SetDecimalMark(out, result.ptr, mark);
   return FixExponent(out, result.ptr, expDigits, expLetter);
-}
-
-char* AppendGeneral(char* out, double value, int precision, int expDigits, char mark) {
-  if (!std::isfinite(value)) return AppendNonFinite(out, value, false);
-  const int limited = std::min(EffectivePrecision(precision), MaxScientificPrecision(expDigits));
-  const auto result = std::to_chars(out, out + kMaxNumberChars, value, std::chars_format::general, limited);
-  SetDecimalMark(out, result.ptr, mark);
-  if (std::find(out, result.ptr, 'e') == result.ptr) return result.ptr;
-  return FixExponent(out, result.ptr, expDigits, 'e');
-}
-
-std::string WidenExponents(const std::string& text, int expDigits) {
-  std::string widened;
-  widened.reserve(text.size() + 8);
-  size_t i = 0;
-  while (i < text.size()) {
-    const size_t digits = ExponentDigitsAt(text, i);
-    if (digits == 0) {
-      widened += text[i++];
-      continue;
-    }
-    size_t end = digits;
-    while (IsDigitAt(text, end)) ++end;
-    widened.append(text, i, digits - i);
-    const int have = static_cast<int>(end - digits);
-    if (have < expDigits) widened.append(static_cast<size_t>(expDigits - have), '0');
-    widened.append(text, digits, end - digits);
-    i = end;
-  }
-  return widened;
-}
-
-std::string WithDecimalMark(std::string text, char mark) {
-  if (mark == '.') return text;
-  for (size_t i = 1; i < text.size(); ++i) {
-    if (text[i] != '.' || !IsDigitAt(text, i - 1)) continue;
-    // A number's point is followed by its fraction or, in "%#.0e", by the exponent.
-    if (IsDigitAt(text, i + 1) || ExponentDigitsAt(text, i + 1) != 0) text[i] = mark;
-  }
-  return text;
 }
 
 }  // namespace travune

@@ -18,12 +18,5 @@ char* AppendFixed(char* out, double value, int digits, char mark = '.');
 // "%.*e" with an exponent of at least expDigits digits ("1.500e+001" for expDigits 3);
 // expLetter replaces the 'e' ('E', 'D').
 char* AppendScientific(char* out, double value, int digits, int expDigits = 2, char mark = '.', char expLetter = 'e');
-// "%.*g" (precision 0 counts as 1), the exponent widened to expDigits like AppendScientific.
-char* AppendGeneral(char* out, double value, int precision, int expDigits = 2, char mark = '.');
-
-// Widens the exponent of every number in text ("e+01" -> "e+001") to at least expDigits digits.
-std::string WidenExponents(const std::string& text, int expDigits);
-// Replaces the decimal point of every number in text by mark.
-std::string WithDecimalMark(std::string text, char mark);
 
 }  // namespace travune

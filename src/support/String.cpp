@@ -125,10 +125,4 @@ void String::Append(const char* text, int32_t count) {
 
 int32_t String::Length() const { return text_ == nullptr ? 0 : static_cast<int32_t>(std::strlen(text_)); }
 
-bool String::CompareN(const char* text, int32_t n) const {
-  if (text_ == nullptr || text == nullptr) return false;
-  const size_t compared = n < 1 ? std::strlen(text_) : static_cast<size_t>(n);
-  return std::strncmp(text_, text, compared) == 0;
-}
-
 }  // namespace travune

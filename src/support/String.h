@@ -25,8 +25,6 @@ class String {
   void Append(const char* text, int32_t count = -1);
   int32_t Length() const;
   bool IsEmpty() const { return text_ == nullptr; }
-  // Compares the first n characters (all of this string's when n < 1) with text.
-  bool CompareN(const char* text, int32_t n) const;
 
   // The text, or "" when empty; never null.
   const char* c_str() const { return text_ ? text_ : ""; }

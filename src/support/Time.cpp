@@ -139,13 +139,4 @@ void CalendarToSystemTime(const CalendarTime& t, SystemTime* out) {
   out->second = static_cast<uint16_t>(t.second);
 }
 
-void SystemTimeToCalendar(const SystemTime& s, CalendarTime* out) {
-  out->year = s.year - 1900;
-  out->month = s.month - 1;
-  out->dayOfMonth = s.day;
-  out->hour = s.hour;
-  out->minute = s.minute;
-  out->second = s.second;
-}
-
 }  // namespace travune

@@ -37,6 +37,5 @@ void DaysToCalendar(double days, CalendarTime* out);
 void CalendarToDays(const CalendarTime& t, double* out);
 void DaysToSystemTime(double days, SystemTime* out);
 void CalendarToSystemTime(const CalendarTime& t, SystemTime* out);
-void SystemTimeToCalendar(const SystemTime& s, CalendarTime* out);
 
 }  // namespace travune
