@@ -23,7 +23,6 @@ command -v sndfile-info >/dev/null || need+=(sndfile-programs)
 # HDF5 output (the writer is built when the library is found) and the Python package with its
 # tests: pybind11, h5py to read HDF5 back, Dask for clusters, tqdm bars as progress.
 [ -f /usr/include/hdf5/serial/hdf5.h ] || need+=(libhdf5-dev)
-command -v h5dump >/dev/null || need+=(hdf5-tools)
 [ -f /usr/include/pybind11/pybind11.h ] || need+=(pybind11-dev python3-pybind11)
 /usr/bin/python3 -c "import sysconfig, os, sys; sys.exit(not os.path.exists(os.path.join(sysconfig.get_paths()['include'], 'Python.h')))" \
   2>/dev/null || need+=(python3-dev)
