@@ -53,7 +53,9 @@ struct Choices {
 inline Choices ReadChoices(ByteCursor& control) {
   Choices c;
   c.sourceType = SourceTypeOf(control.Byte());
-  c.format = TRAVUNE_FMT_HALVARD + control.Byte() % cvtGetMaxFormats();
+  // One id past the exported formats: HDF5, which only the handle API writes (the exported
+  // functions must refuse it, and a build without it must refuse it everywhere).
+  c.format = TRAVUNE_FMT_HALVARD + control.Byte() % (cvtGetMaxFormats() + 1);
   const uint8_t mode = control.Byte();
   c.handleApi = (mode & 1u) != 0;
   c.flags = (mode >> 1) & 3u;

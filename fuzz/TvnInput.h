@@ -41,7 +41,7 @@ inline Choices ReadChoices(ByteCursor& control) {
   c.dataBeside = (mode & 2u) != 0;
   c.first = static_cast<int8_t>(control.Byte()) * int64_t{control.Byte()};
   c.count = control.SignedWord();
-  c.format = TRAVUNE_FMT_HALVARD + control.Byte() % cvtGetMaxFormats();
+  c.format = TRAVUNE_FMT_HALVARD + control.Byte() % (cvtGetMaxFormats() + 1);  // HDF5 included
   const int32_t listed = control.Byte() % (kMaxListedChannels + 1);
   for (int32_t i = 0; i < listed; ++i) c.chans.push_back(static_cast<int8_t>(control.Byte()));
   return c;

@@ -25,7 +25,7 @@ SAMPLES = [
     (6, ["--type", "celdrin", "--stamps"]),
 ]
 SIZE_OPTIONS = ["--scans", "12", "--chans", "6"]
-FORMATS = 14
+FORMATS = 15  # the fourteen exported formats and HDF5, which only the handle API writes
 CONTROL_BYTES = 16
 
 
@@ -47,6 +47,7 @@ def controls_per_target(source_type):
     type_byte = source_type - 2
     conversion = [control(type_byte, fmt, fmt & 1, word(0), word(0), 0) for fmt in range(FORMATS)]
     conversion.append(control(type_byte, 0, 1 | 8, word(2), word(5), 0b101))
+    conversion.append(control(type_byte, FORMATS - 1, 1, word(0), word(0), 0))  # HDF5 through the handle API
     dfa = [control(type_byte, 1, 1, 65, word(1), word(0), word(8), 0),
            control(type_byte, source_type if source_type <= 6 else 2, 2, 17, word(3), word(5), word(100), 1)]
     tvn = [control(type_byte, 0, 0, 0, word(4), 3, 0),
