@@ -84,13 +84,18 @@ bool SrcFmtBrenlow::Parse(const uint8_t* image, size_t size) {
 void SrcFmtBrenlow::MapUserChannels() {
   numUser_ = 0;
   timeIndex_ = -1;
+  userLower_.clear();
+  userUpper_.clear();
   for (int32_t i = 0; i < numRecords_; ++i) {
     if (records_[i].type != kTimeStampType) {
       userToRecord_[numUser_++] = i;
+      userLower_.push_back(records_[i].lower);
+      userUpper_.push_back(records_[i].upper);
     } else if (timeIndex_ < 0) {
       timeIndex_ = i;
     }
   }
+  userRuns_ = FindAdjacentChannels(numUser_, 4, [this](int32_t chan) { return int64_t{4} * userToRecord_[chan]; });
 }
 
 int64_t SrcFmtBrenlow::GetChanIndex(int32_t chan) const {
@@ -198,12 +203,11 @@ void SrcFmtBrenlow::ScaleScans(int64_t firstScan, int64_t scans, double* out) co
     SrcFmt::ScaleScans(firstScan, scans, out);
     return;
   }
-  // User channel c is the float of record userToRecord_[c].
-  ScaleEachScan(RawSampleAt(firstScan, 0), GetScanSize(), scans, numUser_, out,
-                [this](int32_t chan, const uint8_t* scan) {
-                  const int32_t index = userToRecord_[chan];
-                  return ClampedFloatSample(scan + 4 * index, records_[index].lower, records_[index].upper);
-                });
+  ScaleEachScanByRuns(RawSampleAt(firstScan, 0), GetScanSize(), scans, numUser_, userRuns_, out,
+                      [this](const AdjacentChannels& run, const uint8_t* raw, double* values) {
+                        ClampFloatSamples(raw, &userLower_[static_cast<size_t>(run.first)],
+                                          &userUpper_[static_cast<size_t>(run.first)], run.count, values);
+                      });
 }
 
 }  // namespace travune

@@ -5,7 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
+#include "source/BulkScaling.h"
 #include "source/DescReader.h"
 #include "source/SrcFmt.h"
 
@@ -65,6 +67,10 @@ class SrcFmtBrenlow : public SrcFmt {
   std::unique_ptr<Record[]> records_;
   int32_t numUser_ = 0;
   std::unique_ptr<int32_t[]> userToRecord_;
+  // The user channels' ranges side by side, and the runs of them whose records are adjacent.
+  std::vector<double> userLower_;
+  std::vector<double> userUpper_;
+  std::vector<AdjacentChannels> userRuns_;
   int32_t timeIndex_ = -1;
   mutable char versionText_[320] = {};
 };

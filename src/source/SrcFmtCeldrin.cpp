@@ -113,17 +113,25 @@ void SrcFmtCeldrin::ChannelFactors(const KeywordChannel& channel, double* mc, do
 // 65535 for a digital channel) map onto lower to upper.
 void SrcFmtCeldrin::BuildScaling() {
   scaling_.resize(channels_.size());
+  bulk_ = {};
   for (int32_t chan = 0; chan < header_.numChans; ++chan) {
     Scaling& scaling = scaling_[static_cast<size_t>(chan)];
-    scaling.digital = IsDigitalKind(channels_[static_cast<size_t>(chan)].kind);
+    const bool digital = IsDigitalKind(channels_[static_cast<size_t>(chan)].kind);
+    scaling.wrap = digital ? 65536.0 : 0.0;
     scaling.rawOffset = 2 * static_cast<int64_t>(channels_[static_cast<size_t>(chan)].position);
-    const double x1 = scaling.digital ? 0.0 : -32768.0;
-    const double x2 = scaling.digital ? 65535.0 : 32767.0;
+    const double x1 = digital ? 0.0 : -32768.0;
+    const double x2 = digital ? 65535.0 : 32767.0;
     double lower = 0.0;
     double upper = 0.0;
     GetChanRange(chan, &lower, &upper);
     LinearFromPoints(&scaling.m, &scaling.b, x1, x2, lower, upper);
+    bulk_.wrap.push_back(scaling.wrap);
+    bulk_.m.push_back(scaling.m);
+    bulk_.b.push_back(scaling.b);
   }
+  bulk_.runs = FindAdjacentChannels(header_.numChans, 2, [this](int32_t chan) {
+    return scaling_[static_cast<size_t>(chan)].rawOffset;
+  });
 }
 
 int64_t SrcFmtCeldrin::GetNumProgScans() const {
@@ -152,7 +160,7 @@ const char* SrcFmtCeldrin::GetChanUnits(int32_t chan) const {
 
 int32_t SrcFmtCeldrin::GetChanPrecision(int32_t chan) const {
   if (!IsChannel(chan)) return 0;
-  return scaling_[static_cast<size_t>(chan)].digital ? 0 : 4;
+  return IsDigitalKind(channels_[static_cast<size_t>(chan)].kind) ? 0 : 4;
 }
 
 double SrcFmtCeldrin::GetPreTrigRate() const {
@@ -183,8 +191,9 @@ double SrcFmtCeldrin::ScaleSample(int32_t chan, const uint8_t* raw) const {
 }
 
 double SrcFmtCeldrin::ScaleWord(const Scaling& scaling, const uint8_t* raw) {
-  const double value = scaling.digital ? static_cast<double>(le::U16(raw)) : static_cast<double>(le::I16(raw));
-  return value * scaling.m + scaling.b;
+  double value = 0.0;
+  ScaleWordSamples(raw, &scaling.wrap, &scaling.m, &scaling.b, 1, &value);
+  return value;
 }
 
 void SrcFmtCeldrin::ScaleScans(int64_t firstScan, int64_t scans, double* out) const {
@@ -192,11 +201,11 @@ void SrcFmtCeldrin::ScaleScans(int64_t firstScan, int64_t scans, double* out) co
     SrcFmt::ScaleScans(firstScan, scans, out);
     return;
   }
-  ScaleEachScan(RawSampleAt(firstScan, 0), GetScanSize(), scans, header_.numChans, out,
-                [this](int32_t chan, const uint8_t* scan) {
-                  const Scaling& scaling = scaling_[static_cast<size_t>(chan)];
-                  return ScaleWord(scaling, scan + scaling.rawOffset);
-                });
+  ScaleEachScanByRuns(RawSampleAt(firstScan, 0), GetScanSize(), scans, header_.numChans, bulk_.runs, out,
+                      [this](const AdjacentChannels& run, const uint8_t* raw, double* values) {
+                        const size_t first = static_cast<size_t>(run.first);
+                        ScaleWordSamples(raw, &bulk_.wrap[first], &bulk_.m[first], &bulk_.b[first], run.count, values);
+                      });
 }
 
 bool SrcFmtCeldrin::GetNativeScanTime(int64_t scan, double* out) {

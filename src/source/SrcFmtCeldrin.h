@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "source/BulkScaling.h"
 #include "source/KeywordDesc.h"
 #include "source/SrcFmt.h"
 #include "support/String.h"
@@ -43,8 +44,13 @@ class SrcFmtCeldrin : public SrcFmt {
   struct Scaling {
     double m = 1.0;
     double b = 0.0;
-    bool digital = false;
+    double wrap = 0.0;  // 65536 for a digital channel, whose words are unsigned
     int64_t rawOffset = 0;
+  };
+  // Every channel's factors side by side, and the runs of channels whose words are adjacent.
+  struct BulkScaling {
+    std::vector<double> wrap, m, b;
+    std::vector<AdjacentChannels> runs;
   };
 
   bool Parse(const uint8_t* image, size_t size);
@@ -62,6 +68,7 @@ class SrcFmtCeldrin : public SrcFmt {
   KeywordHeader header_;
   std::vector<KeywordChannel> channels_;
   std::vector<Scaling> scaling_;
+  BulkScaling bulk_;
   String listSeparator_;
   int64_t dataBytes_ = 0;
   int64_t samplesPerScan_ = 0;

@@ -86,6 +86,8 @@ bool SrcFmtQuillon::Parse(const uint8_t* image, size_t size) {
   for (QuillonChannel& c : channels_) {
     if (!ReadChannel(reader, &c)) return false;
     if (c.upper < c.lower) std::swap(c.upper, c.lower);
+    lower_.push_back(c.lower);
+    upper_.push_back(c.upper);
   }
   InitTimeFormat();
   return true;
@@ -142,11 +144,12 @@ void SrcFmtQuillon::ScaleScans(int64_t firstScan, int64_t scans, double* out) co
     SrcFmt::ScaleScans(firstScan, scans, out);
     return;
   }
-  ScaleEachScan(RawSampleAt(firstScan, 0), GetScanSize(), scans, GetNumChans(), out,
-                [this](int32_t chan, const uint8_t* scan) {
-                  const QuillonChannel& c = channels_[static_cast<size_t>(chan)];
-                  return ClampedFloatSample(scan + 4 * chan, c.lower, c.upper);
-                });
+  const int32_t chans = GetNumChans();
+  const int64_t scanSize = GetScanSize();
+  const uint8_t* scan = RawSampleAt(firstScan, 0);
+  for (int64_t i = 0; i < scans; ++i, scan += scanSize, out += chans) {
+    ClampFloatSamples(scan, lower_.data(), upper_.data(), chans, out);
+  }
 }
 
 }  // namespace travune

@@ -72,6 +72,9 @@ class SrcFmtQuillon : public SrcFmt {
 
   QuillonHeader header_;
   std::vector<QuillonChannel> channels_;
+  // The channels' ranges side by side, for scaling a block's scans in one loop per scan.
+  std::vector<double> lower_;
+  std::vector<double> upper_;
   mutable char versionText_[24] = {};
 };
 
