@@ -5,7 +5,8 @@
 usage: conversion_table.py BUILD_DIR [--linearity]
 
 Environment: BENCH_MB (raw MB of the binary-target acquisitions, default 1024), BENCH_TEXT_MB
-(of the text-target ones, default 64), BENCH_RUNS (best of, default 3), TRAVUNE_BENCH_DIR
+(of the text-target ones, default 64), BENCH_RUNS (best of, default 3), BENCH_MAX_RUNS (rounds taken
+at most while a measure's best has not been met twice, default 6), TRAVUNE_BENCH_DIR
 (where the acquisitions go, default BUILD_DIR/bench-data), BENCH_OUT_DIR (where outputs and
 copies go, default a directory in /dev/shm: on tmpfs no writer is slowed down by the disk
 writing back what an earlier one wrote), BENCH_RESULTS (the Markdown file written, default
@@ -168,6 +169,12 @@ def timed(fn, *args):
     return time.perf_counter() - start
 
 
+def timed_and_removed(target, fn, *args):
+    seconds = timed(fn, *args)
+    os.remove(target)
+    return seconds
+
+
 def copy_commands(reference, scratch):
     """cp, cat and dd of reference into scratch: (argv, through the shell)."""
     return (
@@ -185,28 +192,36 @@ def timed_copy(argv, shell, scratch):
     return seconds
 
 
-def measured_rounds(runs, convert, out_dir, scratch):
-    """runs rounds of a conversion followed by cp, cat and dd of its largest output (warm in the
-    page cache) into a fresh scratch file, each measure the best of its rounds. Taken in turns,
-    the conversion and the copies it is held to meet the same state of a shared machine; one copy
-    of a file of several GB into tmpfs can take several times as long as the next while the
-    kernel reclaims memory, so the copies too are best of runs. Returns (conversion seconds, its
-    peak RSS KiB, output bytes, [cp, cat, dd seconds])."""
-    best = None
-    copies = [None, None, None]
-    for _ in range(runs):
-        seconds, rss = convert()
-        if best is None or seconds < best[0]:
-            best = (seconds, rss)
+def settled(times):
+    """Whether the best of times has been met twice (the two fastest within 15 %): a single fast
+    run may be luck, a single slow best the machine's."""
+    fastest = sorted(times)[:2]
+    return len(fastest) == 2 and fastest[1] <= 1.15 * fastest[0]
+
+
+def measured_rounds(runs, max_runs, convert, out_dir, scratch):
+    """Rounds of a conversion followed by cp, cat and dd of its largest output (warm in the page
+    cache) into a fresh scratch file, each measure the best of its rounds. Taken in turns, the
+    conversion and the copies it is held to meet the same state of a shared machine. A fresh file
+    of several GB comes from pages the kernel may first have to get back from the hypervisor, so
+    one copy can take ten times as long as the next: after runs rounds, more are taken, up to
+    max_runs, until every measure's best has been met twice. Returns (conversion seconds, its peak
+    RSS KiB, output bytes, [cp, cat, dd seconds], rounds taken)."""
+    conversions = []
+    copies = [[], [], []]
+    rounds = 0
+    while rounds < runs or (rounds < max_runs and not all(map(settled, [[c for c, _ in conversions], *copies]))):
+        conversions.append(convert())
         reference = largest_file(out_dir)
         warm(reference)
         for i, (argv, shell) in enumerate(copy_commands(reference, scratch)):
-            s = timed_copy(argv, shell, scratch)
-            copies[i] = s if copies[i] is None else min(copies[i], s)
-    return best[0], best[1], dir_bytes(out_dir), copies
+            copies[i].append(timed_copy(argv, shell, scratch))
+        rounds += 1
+    best = min(conversions, key=lambda r: r[0])
+    return best[0], best[1], dir_bytes(out_dir), [min(c) for c in copies], rounds
 
 
-def measure_source(tool, acq, formats, runs, work_dir, kind_of_format):
+def measure_source(tool, acq, formats, runs, max_runs, work_dir, kind_of_format):
     """Rows of the table for one acquisition and its formats."""
     rows = []
     numpy_seconds = {}
@@ -223,7 +238,7 @@ def measure_source(tool, acq, formats, runs, work_dir, kind_of_format):
             warm(acq.data)
             return tool.convert(acq.desc, fmt, out_dir, extra)
 
-        seconds, rss, out_bytes, (cp, cat, dd) = measured_rounds(runs, convert, out_dir, scratch)
+        seconds, rss, out_bytes, (cp, cat, dd), rounds = measured_rounds(runs, max_runs, convert, out_dir, scratch)
         remove_dir_contents(out_dir)
         per_value = out_bytes / acq.samples()
         text = kind_of_format != "binary"
@@ -232,16 +247,17 @@ def measure_source(tool, acq, formats, runs, work_dir, kind_of_format):
             target = os.path.join(work_dir, "numpy.out")
             warm(acq.data)
             job = (numpy_text, acq, target) if text else (numpy_binary, acq, np.dtype("<" + kind), target)
-            numpy_seconds[kind] = timed(*job)
-            os.remove(target)
+            # Best of as many runs as the conversions' least: numpy's outputs meet the same page supply.
+            numpy_seconds[kind] = min(timed_and_removed(target, *job) for _ in range(runs))
         rows.append({
             "source": acq.name, "format": label, "in": acq.raw_bytes / MB / seconds,
             "out": out_bytes / MB / seconds, "cp": cp / seconds, "cat": cat / seconds, "dd": dd / seconds,
             "numpy": numpy_seconds[kind] / seconds, "rss": rss / 1024, "seconds": seconds, "kind": kind_of_format,
+            "rounds": rounds,
         })
         r = rows[-1]
         print(f"  {acq.name:15} {label:18} {r['in']:8.0f} MB/s in {r['out']:8.0f} MB/s out  x cp {r['cp']:5.2f}"
-              f"  x numpy {r['numpy']:6.1f}  {r['rss']:6.1f} MiB", flush=True)
+              f"  x numpy {r['numpy']:6.1f}  {r['rss']:6.1f} MiB  {rounds} rounds", flush=True)
     return rows
 
 
@@ -281,18 +297,29 @@ def machine():
                 break
     mem = os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / 2**30
     return (f"{cpu}, {os.cpu_count()} cores, {mem:.0f} GiB RAM, Linux {platform.release()}, "
-            f"numpy {np.__version__}, Python {platform.python_version()}")
+            f"numpy {np.__version__}, Python {platform.python_version()}{page_reporting()}")
+
+
+def page_reporting():
+    """A virtual machine that hands freed pages back to its host makes every fresh page of an
+    output cost a fault in the host, which is what makes single copies of large files unsteady."""
+    reported = "/sys/module/page_reporting/parameters/reported_kib"
+    if not os.path.exists(reported):
+        return ""
+    with open(reported) as f:
+        kib = int(f.read().split()[0] or 0)
+    return f"; freed memory is reported to the hypervisor ({kib / 2**20:.0f} GiB so far)"
 
 
 def table(rows):
-    lines = ["| source | format | MB/s in | MB/s out | × cp | × cat | × dd | × numpy | peak RSS MiB | target met |",
-             "|---|---|---:|---:|---:|---:|---:|---:|---:|---|"]
+    lines = ["| source | format | MB/s in | MB/s out | × cp | × cat | × dd | × numpy | peak RSS MiB | rounds | target met |",
+             "|---|---|---:|---:|---:|---:|---:|---:|---:|---:|---|"]
     for r in rows:
         met = {"text": lambda: "yes" if r["numpy"] >= 10 else "no",
                "binary": lambda: "yes" if r["cp"] >= 0.5 and r["numpy"] > 1 else "no",
                "library": lambda: "none set"}[r["kind"]]()
         lines.append(f"| {r['source']} | {r['format']} | {r['in']:.0f} | {r['out']:.0f} | {r['cp']:.2f} | "
-                     f"{r['cat']:.2f} | {r['dd']:.2f} | {r['numpy']:.1f} | {r['rss']:.1f} | {met} |")
+                     f"{r['cat']:.2f} | {r['dd']:.2f} | {r['numpy']:.1f} | {r['rss']:.1f} | {r['rounds']} | {met} |")
     return "\n".join(lines)
 
 
@@ -301,12 +328,13 @@ def write_results(path, rows, linear, settings):
         "# Conversion benchmark results",
         "",
         "Written by `bench/conversion_table.py` (`make bench`); the analysis below the generated part is",
-        "kept by hand. Conversions run `travune convert` (the handle API) into a fresh directory,",
-        "best of the runs; after each, cp, cat and dd copy its largest output file (warm in the page",
-        "cache) into a fresh file, best of as many runs; numpy reads the raw data in chunks of 2^18",
-        "scans, scales each column",
-        "(m·x + b) and writes the same number of values (float32, float64 or int16, as the format's",
-        "bytes per value) with `tofile`, or `savetxt` with `% .4e` for text. × cp = cp's seconds over",
+        "kept by hand. Conversions run `travune convert` (the handle API) into a fresh directory;",
+        "after each, cp, cat and dd copy its largest output file (warm in the page cache) into a fresh",
+        "file. Each is the best of its rounds: at least BENCH_RUNS, more (up to BENCH_MAX_RUNS, the",
+        "rounds column) until every measure's best has been met twice within 15 %. numpy, best of",
+        "BENCH_RUNS, reads the raw data in chunks of 2^18 scans, scales each column (m·x + b) and",
+        "writes the same number of values (float32, float64 or int16, as the format's bytes per",
+        "value) with `tofile`, or `savetxt` with `% .4e` for text. × cp = cp's seconds over",
         "the conversion's (above 1: faster than cp). Targets: binary ≥ 0.5 × cp and > 1 × numpy; text",
         "≥ 10 × numpy. Inputs are read warm from the page cache, outputs go to tmpfs, so nothing waits",
         "for the disk. The machine may be shared with other work: ratios taken in the same run are",
@@ -347,6 +375,7 @@ def main():
     bench_mb = float(os.environ.get("BENCH_MB", "1024"))
     text_mb = float(os.environ.get("BENCH_TEXT_MB", "64"))
     runs = int(os.environ.get("BENCH_RUNS", "3"))
+    max_runs = max(runs, int(os.environ.get("BENCH_MAX_RUNS", "6")))
     results = os.environ.get("BENCH_RESULTS", os.path.join(HERE, "RESULTS.md"))
     formats = [f for f in tool.target_formats() if f not in SKIPPED_FORMATS]
     binary = [f for f in formats if f not in TEXT_FORMATS | LIBRARY_FORMATS]
@@ -354,13 +383,15 @@ def main():
     library = [f for f in formats if f in LIBRARY_FORMATS]
     rows = []
     for source in SOURCES:
-        rows += measure_source(tool, Acquisition(tool, data_dir, source, bench_mb), binary, runs, work_dir, "binary")
+        rows += measure_source(tool, Acquisition(tool, data_dir, source, bench_mb), binary, runs, max_runs, work_dir,
+                               "binary")
         small = Acquisition(tool, data_dir, source, text_mb)
-        rows += measure_source(tool, small, text, runs, work_dir, "text")
-        rows += measure_source(tool, small, library, runs, work_dir, "library")
+        rows += measure_source(tool, small, text, runs, max_runs, work_dir, "text")
+        rows += measure_source(tool, small, library, runs, max_runs, work_dir, "library")
     linear = linearity(tool, data_dir, work_dir, runs) if "--linearity" in sys.argv else []
     shutil.rmtree(work_dir, ignore_errors=True)
-    settings = f"BENCH_MB={bench_mb:g}, BENCH_TEXT_MB={text_mb:g}, best of {runs}, outputs in {os.path.dirname(work_dir)}"
+    settings = (f"BENCH_MB={bench_mb:g}, BENCH_TEXT_MB={text_mb:g}, best of {runs} to {max_runs} rounds, "
+                f"outputs in {os.path.dirname(work_dir)}")
     write_results(results, rows, linear, settings)
     print(table(rows))
     print(f"bench: wrote {results}")
