@@ -169,7 +169,8 @@ def timed(fn, *args):
     return time.perf_counter() - start
 
 
-def timed_and_removed(target, fn, *args):
+def timed_and_removed(target, nbytes, fn, *args):
+    prime_pages(target, nbytes)
     seconds = timed(fn, *args)
     os.remove(target)
     return seconds
@@ -184,7 +185,22 @@ def copy_commands(reference, scratch):
     )
 
 
-def timed_copy(argv, shell, scratch):
+def prime_pages(scratch, nbytes):
+    """Writes and removes nbytes of zeros at scratch, untimed, just before a measure that writes
+    a fresh file of about that size. On a virtual machine that hands freed pages back to its host
+    (see page_reporting), a fresh page may first have to be faulted in by the host, which made
+    one cat of the same 2.7 GB file take 0.6 s or 8.6 s. Pages just freed again are still backed,
+    so the measure that follows meets the same page supply as every other: 8 primed cats of a
+    1.8 GB file took 0.41-0.62 s, 8 unprimed ones between them 0.40-2.63 s."""
+    chunk = bytes(16 << 20)
+    with open(scratch, "wb") as f:
+        for _ in range(max(1, nbytes // len(chunk))):
+            f.write(chunk)
+    os.remove(scratch)
+
+
+def timed_copy(argv, shell, scratch, nbytes):
+    prime_pages(scratch, nbytes)
     start = time.perf_counter()
     subprocess.run(argv, shell=shell, check=True)
     seconds = time.perf_counter() - start
@@ -199,23 +215,25 @@ def settled(times):
     return len(fastest) == 2 and fastest[1] <= 1.15 * fastest[0]
 
 
-def measured_rounds(runs, max_runs, convert, out_dir, scratch):
+def measured_rounds(runs, max_runs, convert, out_dir, scratch, first_guess):
     """Rounds of a conversion followed by cp, cat and dd of its largest output (warm in the page
     cache) into a fresh scratch file, each measure the best of its rounds. Taken in turns, the
     conversion and the copies it is held to meet the same state of a shared machine. A fresh file
     of several GB comes from pages the kernel may first have to get back from the hypervisor, so
     one copy can take ten times as long as the next: after runs rounds, more are taken, up to
-    max_runs, until every measure's best has been met twice. Returns (conversion seconds, its peak
+    max_runs, until every measure's best has been met twice. Before each measure as many pages as
+it will write are primed (the conversion's first round: first_guess bytes). Returns (conversion seconds, its peak
     RSS KiB, output bytes, [cp, cat, dd seconds], rounds taken)."""
     conversions = []
     copies = [[], [], []]
     rounds = 0
     while rounds < runs or (rounds < max_runs and not all(map(settled, [[c for c, _ in conversions], *copies]))):
+        prime_pages(scratch, dir_bytes(out_dir) if conversions else first_guess)
         conversions.append(convert())
         reference = largest_file(out_dir)
         warm(reference)
         for i, (argv, shell) in enumerate(copy_commands(reference, scratch)):
-            copies[i].append(timed_copy(argv, shell, scratch))
+            copies[i].append(timed_copy(argv, shell, scratch, os.path.getsize(reference)))
         rounds += 1
     best = min(conversions, key=lambda r: r[0])
     return best[0], best[1], dir_bytes(out_dir), [min(c) for c in copies], rounds
@@ -238,7 +256,9 @@ def measure_source(tool, acq, formats, runs, max_runs, work_dir, kind_of_format)
             warm(acq.data)
             return tool.convert(acq.desc, fmt, out_dir, extra)
 
-        seconds, rss, out_bytes, (cp, cat, dd), rounds = measured_rounds(runs, max_runs, convert, out_dir, scratch)
+        # No output is larger than 4 bytes per raw byte: doubles from 16-bit words (MATLAB).
+        seconds, rss, out_bytes, (cp, cat, dd), rounds = measured_rounds(runs, max_runs, convert, out_dir, scratch,
+                                                                         4 * acq.raw_bytes)
         remove_dir_contents(out_dir)
         per_value = out_bytes / acq.samples()
         text = kind_of_format != "binary"
@@ -248,7 +268,7 @@ def measure_source(tool, acq, formats, runs, max_runs, work_dir, kind_of_format)
             warm(acq.data)
             job = (numpy_text, acq, target) if text else (numpy_binary, acq, np.dtype("<" + kind), target)
             # Best of as many runs as the conversions' least: numpy's outputs meet the same page supply.
-            numpy_seconds[kind] = min(timed_and_removed(target, *job) for _ in range(runs))
+            numpy_seconds[kind] = min(timed_and_removed(target, out_bytes, *job) for _ in range(runs))
         rows.append({
             "source": acq.name, "format": label, "in": acq.raw_bytes / MB / seconds,
             "out": out_bytes / MB / seconds, "cp": cp / seconds, "cat": cat / seconds, "dd": dd / seconds,
@@ -276,6 +296,7 @@ def linearity(tool, data_dir, work_dir, runs):
 
         def convert():
             remove_dir_contents(out_dir)
+            prime_pages(os.path.join(work_dir, "prime"), raw_bytes)  # raw floats: as many bytes out as in
             return tool.convert(prefix + ".DSC", "Float32", out_dir)
 
         seconds, rss = best_of(runs if raw_bytes < (6 << 30) else 1, convert)
@@ -331,7 +352,8 @@ def write_results(path, rows, linear, settings):
         "kept by hand. Conversions run `travune convert` (the handle API) into a fresh directory;",
         "after each, cp, cat and dd copy its largest output file (warm in the page cache) into a fresh",
         "file. Each is the best of its rounds: at least BENCH_RUNS, more (up to BENCH_MAX_RUNS, the",
-        "rounds column) until every measure's best has been met twice within 15 %. numpy, best of",
+        "rounds column) until every measure's best has been met twice within 15 %; before each, as many",
+        "fresh pages as it writes are written and freed untimed (see the analysis). numpy, best of",
         "BENCH_RUNS, reads the raw data in chunks of 2^18 scans, scales each column (m·x + b) and",
         "writes the same number of values (float32, float64 or int16, as the format's bytes per",
         "value) with `tofile`, or `savetxt` with `% .4e` for text. × cp = cp's seconds over",
