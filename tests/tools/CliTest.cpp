@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -249,6 +250,10 @@ TEST_F(CliTest, OutputsOfNamedDamagedAndProtectedFiles) {
          t.Write("outdir/keep", "kept");
        },
        "convert run.DSC --to Float32 -o outdir", 2, {"directory"}, holds("outdir/keep", "kept")},
+      {"an output path that is a pipe is refused, not moved aside and replaced by a file",
+       [](CliTest& t) { ASSERT_EQ(mkfifo((t.scratch_ / "pipe.f32").c_str(), 0600), 0); },
+       "convert run.DSC --to Float32 -o pipe.f32", 1, {"pipe.f32", "pipe"},
+       [](const CliTest& t, const RunResult&) { EXPECT_TRUE(fs::is_fifo(t.scratch_ / "pipe.f32")); }},
       {"--type morvane on a Tarquil description of a Morvane size is refused",
        [](CliTest& t) {
          t.Sample("--type tarquil --chans 31 tq");

@@ -65,7 +65,7 @@ constexpr const char* kHelp =
     "whole scans present are converted. An\n"
     "existing output is kept aside until the new one is complete on disk and restored when the\n"
     "conversion fails or the tool is stopped by a signal. An output that is one of the input\n"
-    "files is refused.\n"
+    "files, or a device, pipe or directory (-o /dev/null), is refused.\n"
     "\n"
     "Each converted acquisition gets one line on standard output. Exit status: 0 success,\n"
     "1 failure (any acquisition of a batch), 2 usage error.\n"

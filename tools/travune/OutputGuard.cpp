@@ -77,9 +77,22 @@ std::string FreeBackupName(const std::string& path) {
   return candidate;
 }
 
-bool Exists(const std::string& path) {
+// What stands at an output's path before the conversion: nothing, a file or link to keep aside,
+// or something else (a device, a pipe, a socket, a directory). Outputs are written as new files
+// and renamed into place, so moving /dev/null aside would replace it for every program.
+enum class Existing { kNothing, kFile, kNoFile };
+
+Existing ExistingAt(const std::string& path) {
   std::error_code ec;
-  return fs::symlink_status(path, ec).type() != fs::file_type::not_found;
+  switch (fs::symlink_status(path, ec).type()) {
+    case fs::file_type::not_found:
+      return Existing::kNothing;
+    case fs::file_type::regular:
+    case fs::file_type::symlink:
+      return Existing::kFile;
+    default:
+      return ec ? Existing::kFile : Existing::kNoFile;  // unreadable: the rename will say why
+  }
 }
 
 // Writes the file's data and then its directory entry to disk.
@@ -104,7 +117,13 @@ OutputGuard::~OutputGuard() {
 
 bool OutputGuard::Protect(const std::vector<std::string>& outputs, std::string* error) {
   for (const std::string& output : outputs) {
-    Entry entry{output, Exists(output) ? FreeBackupName(output) : "", -1};
+    const Existing existing = ExistingAt(output);
+    if (existing == Existing::kNoFile) {
+      *error = output + ": is a device, a pipe, a socket or a directory; outputs are written as new files";
+      Restore();
+      return false;
+    }
+    Entry entry{output, existing == Existing::kFile ? FreeBackupName(output) : "", -1};
     // The slot is taken before the rename: a signal in between finds no backup to restore
     // and leaves the untouched original in place.
     entry.slot = TakeSlot(output, entry.backup);
