@@ -88,4 +88,19 @@ inline void ScaleWordSamples(const uint8_t* raw, const double* wrap, const doubl
   }
 }
 
+// The factors of 16-bit word channels side by side, by channel (those ScaleWordSamples takes).
+struct WordFactors {
+  std::vector<double> wrap, m, b;
+
+  void Add(double channelWrap, double channelM, double channelB) {
+    wrap.push_back(channelWrap);
+    m.push_back(channelM);
+    b.push_back(channelB);
+  }
+  void ScaleRun(const AdjacentChannels& run, const uint8_t* raw, double* out) const {
+    const size_t first = static_cast<size_t>(run.first);
+    ScaleWordSamples(raw, &wrap[first], &m[first], &b[first], run.count, out);
+  }
+};
+
 }  // namespace travune

@@ -113,7 +113,7 @@ void SrcFmtCeldrin::ChannelFactors(const KeywordChannel& channel, double* mc, do
 // 65535 for a digital channel) map onto lower to upper.
 void SrcFmtCeldrin::BuildScaling() {
   scaling_.resize(channels_.size());
-  bulk_ = {};
+  wordFactors_ = {};
   for (int32_t chan = 0; chan < header_.numChans; ++chan) {
     Scaling& scaling = scaling_[static_cast<size_t>(chan)];
     const bool digital = IsDigitalKind(channels_[static_cast<size_t>(chan)].kind);
@@ -125,11 +125,9 @@ void SrcFmtCeldrin::BuildScaling() {
     double upper = 0.0;
     GetChanRange(chan, &lower, &upper);
     LinearFromPoints(&scaling.m, &scaling.b, x1, x2, lower, upper);
-    bulk_.wrap.push_back(scaling.wrap);
-    bulk_.m.push_back(scaling.m);
-    bulk_.b.push_back(scaling.b);
+    wordFactors_.Add(scaling.wrap, scaling.m, scaling.b);
   }
-  bulk_.runs = FindAdjacentChannels(header_.numChans, 2, [this](int32_t chan) {
+  wordRuns_ = FindAdjacentChannels(header_.numChans, 2, [this](int32_t chan) {
     return scaling_[static_cast<size_t>(chan)].rawOffset;
   });
 }
@@ -201,10 +199,9 @@ void SrcFmtCeldrin::ScaleScans(int64_t firstScan, int64_t scans, double* out) co
     SrcFmt::ScaleScans(firstScan, scans, out);
     return;
   }
-  ScaleEachScanByRuns(RawSampleAt(firstScan, 0), GetScanSize(), scans, header_.numChans, bulk_.runs, out,
+  ScaleEachScanByRuns(RawSampleAt(firstScan, 0), GetScanSize(), scans, header_.numChans, wordRuns_, out,
                       [this](const AdjacentChannels& run, const uint8_t* raw, double* values) {
-                        const size_t first = static_cast<size_t>(run.first);
-                        ScaleWordSamples(raw, &bulk_.wrap[first], &bulk_.m[first], &bulk_.b[first], run.count, values);
+                        wordFactors_.ScaleRun(run, raw, values);
                       });
 }
 

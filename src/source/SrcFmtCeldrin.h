@@ -47,11 +47,6 @@ class SrcFmtCeldrin : public SrcFmt {
     double wrap = 0.0;  // 65536 for a digital channel, whose words are unsigned
     int64_t rawOffset = 0;
   };
-  // Every channel's factors side by side, and the runs of channels whose words are adjacent.
-  struct BulkScaling {
-    std::vector<double> wrap, m, b;
-    std::vector<AdjacentChannels> runs;
-  };
 
   bool Parse(const uint8_t* image, size_t size);
   bool ParseChannels(DescReader& reader);
@@ -68,7 +63,9 @@ class SrcFmtCeldrin : public SrcFmt {
   KeywordHeader header_;
   std::vector<KeywordChannel> channels_;
   std::vector<Scaling> scaling_;
-  BulkScaling bulk_;
+  // Every channel's factors side by side, and the runs of channels whose words are adjacent.
+  WordFactors wordFactors_;
+  std::vector<AdjacentChannels> wordRuns_;
   String listSeparator_;
   int64_t dataBytes_ = 0;
   int64_t samplesPerScan_ = 0;

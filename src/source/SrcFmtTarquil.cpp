@@ -153,6 +153,9 @@ void SrcFmtTarquil::ParseOrFail(bool parsed) {
   header_ = TarquilHeader{};
   channels_.clear();
   scaling_.clear();
+  wordFactors_ = {};
+  wholeScan_.clear();
+  beyondFactors_.clear();
   SetStatus(-1);
 }
 
@@ -186,6 +189,16 @@ bool SrcFmtTarquil::Finish() {
     return false;
   }
   for (size_t i = 0; i < channels_.size(); ++i) scaling_[i] = ComputeScaling(static_cast<int32_t>(i));
+  try {
+    for (size_t i = 0; i < scaling_.size(); ++i) {
+      const Scaling& s = scaling_[i];
+      wordFactors_.Add(s.unsignedRaw ? 65536.0 : 0.0, s.m, s.b);
+      if (s.reciprocal || s.digital) beyondFactors_.push_back(static_cast<int32_t>(i));
+    }
+    wholeScan_ = {AdjacentChannels{0, GetNumChans(), 0}};
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
   InitTimeFormat();
   return true;
 }
@@ -348,10 +361,13 @@ void SrcFmtTarquil::ScaleScans(int64_t firstScan, int64_t scans, double* out) co
     SrcFmt::ScaleScans(firstScan, scans, out);
     return;
   }
-  ScaleEachScan(RawSampleAt(firstScan, skew_), GetScanSize(), scans, GetNumChans(), out,
-                [this](int32_t chan, const uint8_t* scan) {
-                  return ScaleWord(scaling_[static_cast<size_t>(chan)], scan + 2 * chan);
-                });
+  ScaleEachScanByRuns(RawSampleAt(firstScan, skew_), GetScanSize(), scans, GetNumChans(), wholeScan_, out,
+                      [this](const AdjacentChannels& run, const uint8_t* raw, double* values) {
+                        wordFactors_.ScaleRun(run, raw, values);
+                        for (const int32_t chan : beyondFactors_) {
+                          values[chan] = ScaleWord(scaling_[static_cast<size_t>(chan)], raw + 2 * chan);
+                        }
+                      });
 }
 
 double SrcFmtTarquil::ScaleWord(const Scaling& s, const uint8_t* raw) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "source/BulkScaling.h"
 #include "source/DescReader.h"
 #include "source/SrcFmt.h"
 
@@ -119,6 +120,11 @@ class SrcFmtTarquil : public SrcFmt {
   TarquilHeader header_;
   std::vector<TarquilChannel> channels_;
   std::vector<Scaling> scaling_;
+  // A block's scans are scaled whole by every channel's factors in a loop the compiler
+  // vectorises; the channels that take a reciprocal or a floor are then scaled again one by one.
+  WordFactors wordFactors_;
+  std::vector<AdjacentChannels> wholeScan_;
+  std::vector<int32_t> beyondFactors_;
   int64_t skew_ = 0;
 };
 
