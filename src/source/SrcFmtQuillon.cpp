@@ -144,12 +144,11 @@ void SrcFmtQuillon::ScaleScans(int64_t firstScan, int64_t scans, double* out) co
     SrcFmt::ScaleScans(firstScan, scans, out);
     return;
   }
-  const int32_t chans = GetNumChans();
-  const int64_t scanSize = GetScanSize();
-  const uint8_t* scan = RawSampleAt(firstScan, 0);
-  for (int64_t i = 0; i < scans; ++i, scan += scanSize, out += chans) {
-    ClampFloatSamples(scan, lower_.data(), upper_.data(), chans, out);
-  }
+  const std::vector<AdjacentChannels> wholeScan = {{0, GetNumChans(), 0}};
+  ScaleEachScanByRuns(RawSampleAt(firstScan, 0), GetScanSize(), scans, GetNumChans(), wholeScan, out,
+                      [this](const AdjacentChannels& run, const uint8_t* raw, double* values) {
+                        ClampFloatSamples(raw, lower_.data(), upper_.data(), run.count, values);
+                      });
 }
 
 }  // namespace travune
