@@ -70,6 +70,9 @@ SrcFmtQuillon::SrcFmtQuillon(const uint8_t* image, size_t size) {
   }
   if (parsed) return;
   channels_.clear();
+  lower_.clear();
+  upper_.clear();
+  wholeScan_.clear();
   SetStatus(-1);
 }
 
@@ -89,6 +92,7 @@ bool SrcFmtQuillon::Parse(const uint8_t* image, size_t size) {
     lower_.push_back(c.lower);
     upper_.push_back(c.upper);
   }
+  wholeScan_ = {AdjacentChannels{0, GetNumChans(), 0}};
   InitTimeFormat();
   return true;
 }
@@ -144,8 +148,7 @@ void SrcFmtQuillon::ScaleScans(int64_t firstScan, int64_t scans, double* out) co
     SrcFmt::ScaleScans(firstScan, scans, out);
     return;
   }
-  const std::vector<AdjacentChannels> wholeScan = {{0, GetNumChans(), 0}};
-  ScaleEachScanByRuns(RawSampleAt(firstScan, 0), GetScanSize(), scans, GetNumChans(), wholeScan, out,
+  ScaleEachScanByRuns(RawSampleAt(firstScan, 0), GetScanSize(), scans, GetNumChans(), wholeScan_, out,
                       [this](const AdjacentChannels& run, const uint8_t* raw, double* values) {
                         ClampFloatSamples(raw, lower_.data(), upper_.data(), run.count, values);
                       });

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "source/BulkScaling.h"
 #include "source/DescReader.h"
 #include "source/SrcFmt.h"
 
@@ -72,9 +73,11 @@ class SrcFmtQuillon : public SrcFmt {
 
   QuillonHeader header_;
   std::vector<QuillonChannel> channels_;
-  // The channels' ranges side by side, for scaling a block's scans in one loop per scan.
+  // The channels' ranges side by side and the one run of a whole scan, for scaling a block's
+  // scans in one vectorised loop each.
   std::vector<double> lower_;
   std::vector<double> upper_;
+  std::vector<AdjacentChannels> wholeScan_;
   mutable char versionText_[24] = {};
 };
 
