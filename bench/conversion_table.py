@@ -221,9 +221,9 @@ def measured_rounds(runs, max_runs, convert, out_dir, scratch, first_guess):
     conversion and the copies it is held to meet the same state of a shared machine. A fresh file
     of several GB comes from pages the kernel may first have to get back from the hypervisor, so
     one copy can take ten times as long as the next: after runs rounds, more are taken, up to
-    max_runs, until every measure's best has been met twice. Before each measure as many pages as
-it will write are primed (the conversion's first round: first_guess bytes). Returns (conversion seconds, its peak
-    RSS KiB, output bytes, [cp, cat, dd seconds], rounds taken)."""
+    max_runs, until every measure's best has been met twice. Before each measure as many pages
+    as it will write are primed (for the conversion's first round, first_guess bytes). Returns
+    (conversion seconds, its peak RSS KiB, output bytes, [cp, cat, dd seconds], rounds taken)."""
     conversions = []
     copies = [[], [], []]
     rounds = 0
@@ -267,7 +267,7 @@ def measure_source(tool, acq, formats, runs, max_runs, work_dir, kind_of_format)
             target = os.path.join(work_dir, "numpy.out")
             warm(acq.data)
             job = (numpy_text, acq, target) if text else (numpy_binary, acq, np.dtype("<" + kind), target)
-            # Best of as many runs as the conversions' least: numpy's outputs meet the same page supply.
+            # Best of BENCH_RUNS, each primed as the conversions are: its output needs fresh pages too.
             numpy_seconds[kind] = min(timed_and_removed(target, out_bytes, *job) for _ in range(runs))
         rows.append({
             "source": acq.name, "format": label, "in": acq.raw_bytes / MB / seconds,
