@@ -1,6 +1,5 @@
-// Helpers of the API, fault, tool and writer tests: scratch directories (conversion clock fixed,
-// temporary files kept inside), file contents, generated acquisitions, and conversions through
-// the exported functions (step by step or whole) and through the handle API.
+// Helpers of the API, fault, tool and writer tests: scratch directories, file contents, generated
+// acquisitions, and conversions through the exported functions (step by step) and handles.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -128,16 +128,14 @@ class Scratch : public ScratchDir {
  public:
   explicit Scratch(platform::Clock clock = FixedClock) {
     fs::create_directories(Root() / "tmp");
-    const char* previous = getenv("TMPDIR");
-    hadTmpDir_ = previous != nullptr;
-    if (hadTmpDir_) previousTmpDir_ = previous;
+    if (const char* previous = getenv("TMPDIR")) previousTmpDir_ = previous;
     setenv("TMPDIR", File("tmp").c_str(), 1);
     platform::SetClock(clock);
   }
   ~Scratch() {
     platform::SetClock(nullptr);
-    if (hadTmpDir_) {
-      setenv("TMPDIR", previousTmpDir_.c_str(), 1);
+    if (previousTmpDir_) {
+      setenv("TMPDIR", previousTmpDir_->c_str(), 1);
     } else {
       unsetenv("TMPDIR");
     }
@@ -146,12 +144,11 @@ class Scratch : public ScratchDir {
   int TempFilesLeft() const { return EntriesBelow(Root() / "tmp"); }
 
  private:
-  bool hadTmpDir_ = false;
-  std::string previousTmpDir_;
+  std::optional<std::string> previousTmpDir_;
 };
 
 // One acquisition's conversion through the exported functions (and its Data File Access
-// session), split into steps that a test drives one at a time, here or in a child process.
+// session) in steps that a test drives one at a time, here or in a child process.
 struct CvtSteps {
   std::string desc, data, header, output;
   int type = TRAVUNE_SRC_MORVANE;
@@ -174,7 +171,7 @@ struct CvtSteps {
     if (opened == 0 && count > 0) cvtSetBinDataBlock(first, count, 0);
     return opened;
   }
-  // The description read and the conversion opened: 0, or the first failing status.
+  // Read and Init: 0, or the first failing status.
   int32_t Open() const {
     const int32_t size = Read();
     return size < 0 ? size : Init();

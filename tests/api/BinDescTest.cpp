@@ -17,30 +17,17 @@ namespace {
 using testutil::TarquilChannelFields;
 using testutil::TarquilHeaderFields;
 
-struct MorvaneFields {
-  float gain = 1.0f;
-  int32_t type = 0;
-  float scale = 1.0f;
-  float offset = 0.0f;
-  int32_t polarity = 0;
-};
-
-std::vector<uint8_t> MorvaneHeader(int32_t numChans) {
+// A Morvane channel record: gain, channel type, scale, offset and polarity; named "ch" in V.
+std::vector<uint8_t> MorvaneRecord(float gain = 1.0f, int32_t type = 0, float scale = 1.0f, float offset = 0.0f,
+                                   int32_t polarity = 0) {
   ByteBuilder b;
-  for (const int32_t word : {5040, numChans, 1000, 0, 0, 0, 0}) b.I32(word);
-  b.F32(100.0f);
-  return b.Take();
-}
-
-std::vector<uint8_t> MorvaneRecord(const MorvaneFields& f) {
-  ByteBuilder b;
-  b.F32(f.gain);
+  b.F32(gain);
   b.I32(0);
-  b.I32(f.type);
+  b.I32(type);
   b.I32(0);
-  b.F32(f.scale);
-  b.F32(f.offset);
-  b.I32(f.polarity);
+  b.F32(scale);
+  b.F32(offset);
+  b.I32(polarity);
   b.I32(0);
   b.FixedText("ch", 12);
   b.FixedText("V", 12);
@@ -66,9 +53,10 @@ uint32_t ToRaw(int32_t chan, double user) {
 }
 
 TEST(BinDescTest, StatusesInCallOrder) {
-  const std::vector<uint8_t> header2 = MorvaneHeader(2);
-  const std::vector<uint8_t> header3 = MorvaneHeader(3);
-  const std::vector<uint8_t> record = MorvaneRecord({});
+  // Counter descriptions' first 32 bytes: Morvane headers of 2 and 3 channels.
+  const std::vector<uint8_t> header2 = CounterDescription(2, 1000, 100.0f);
+  const std::vector<uint8_t> header3 = CounterDescription(3, 1000, 100.0f);
+  const std::vector<uint8_t> record = MorvaneRecord();
   std::vector<uint8_t> records = record;
   records.insert(records.end(), record.begin(), record.end());
   const std::vector<uint8_t> tarquilHeader = testutil::TarquilHeaderBytes({1, 10, 0, 0, 0, 0});
@@ -108,12 +96,13 @@ TEST(BinDescTest, StatusesInCallOrder) {
 
 // Morvane channels by the formulas worked out by hand: voltage ranges spread over 65535 codes,
 // other types the raw word times scale plus offset. Only the low 16 bits of a raw value count.
+// (Whole blocks: TvnApi.EveryPathReadsTheGeneratorsValues.)
 TEST(BinDescTest, MorvaneRawValuesInUserUnits) {
-  BuildRecordByRecord(3, {MorvaneRecord({1.0f, 0, 1.0f, 0.0f, 1}),     // ±5 V
-                          MorvaneRecord({0.0f, 0, 1.0f, 0.0f, 0}),     // gain 0 as 1: 0..10 V
-                          MorvaneRecord({1.0f, 6, 0.5f, 10.0f, 0}),    // 0.5 w + 10
-                          MorvaneRecord({1.0f, 9, 1.0f, 0.0f, 0}),     // counter
-                          MorvaneRecord({2.0f, 7, 1.0f, 0.0f, 1})});   // span 20, bipolar, gain 2: ±5
+  BuildRecordByRecord(3, {MorvaneRecord(1.0f, 0, 1.0f, 0.0f, 1),    // ±5 V
+                          MorvaneRecord(0.0f, 0, 1.0f, 0.0f, 0),    // gain 0 as 1: 0..10 V
+                          MorvaneRecord(1.0f, 6, 0.5f, 10.0f, 0),   // 0.5 w + 10
+                          MorvaneRecord(1.0f, 9, 1.0f, 0.0f, 0),    // counter
+                          MorvaneRecord(2.0f, 7, 1.0f, 0.0f, 1)});  // span 20, bipolar, gain 2: ±5
   ASSERT_EQ(cvtSetScanDesc(3, 5, nullptr), 0);
   const struct { int32_t chan; uint32_t raw; double user; } cases[] = {
       {0, 0x1FFFF, 5.0},  {0, 32768, -5.0 + 32768 * 10.0 / 65535}, {1, 65535, 10.0}, {2, 300, 160.0},
@@ -123,22 +112,6 @@ TEST(BinDescTest, MorvaneRawValuesInUserUnits) {
   for (const auto& c : cases) EXPECT_NEAR(ToUser(c.chan, c.raw), c.user, 1e-12) << c.chan << " " << c.raw;
   // A Morvane descriptor converts nothing back: the raw count is 0.
   EXPECT_EQ(ToRaw(0, 1.0), 0u);
-
-  // Two scans of the first three channels, scan after scan.
-  std::vector<uint8_t> three;
-  for (const MorvaneFields& f : {MorvaneFields{1.0f, 0, 1.0f, 0.0f, 1}, MorvaneFields{0.0f, 0, 1.0f, 0.0f, 0},
-                                 MorvaneFields{1.0f, 6, 0.5f, 10.0f, 0}}) {
-    const std::vector<uint8_t> r = MorvaneRecord(f);
-    three.insert(three.end(), r.begin(), r.end());
-  }
-  ASSERT_EQ(cvtSetScanDesc(3, 3, three.data()), 0);
-  const uint16_t scans[6] = {0, 65535, 300, 65535, 0, 2};
-  float out[7];
-  std::fill(std::begin(out), std::end(out), 99.0f);
-  ASSERT_EQ(cvtCvtBinData(0, 2, scans, out), 0);
-  const float expected[6] = {-5.0f, 10.0f, 160.0f, 5.0f, 0.0f, 11.0f};
-  for (int i = 0; i < 6; ++i) EXPECT_EQ(out[i], expected[i]) << i;
-  EXPECT_EQ(out[6], 99.0f);
 }
 
 // Tarquil channels whose scaling is exact in binary, so that user values convert back to the

@@ -37,12 +37,10 @@ TEST(FormatRegistry, DescribesRowsOfTheChosenSection) {
 
 TEST(FormatRegistry, VersionTextIsBoundedLikeACopyOfFixedSize) {
   EXPECT_EQ(cvtGetVersion(nullptr, 10), 0x00060502);
-  struct Case {
-    int32_t size;
-    const char* expected;  // bytes as written, '#' where the buffer was untouched
-  };
-  const Case cases[] = {{0, "##########"}, {5, "2.5.6#####"}, {8, "2.5.6\0\0\0##"}};
-  for (const Case& c : cases) {
+  // The bytes as written, '#' where the buffer was untouched.
+  const struct { int32_t size; const char* expected; } cases[] = {
+      {0, "##########"}, {5, "2.5.6#####"}, {8, "2.5.6\0\0\0##"}};
+  for (const auto& c : cases) {
     char buffer[10];
     std::memset(buffer, '#', sizeof buffer);
     EXPECT_EQ(cvtGetVersion(buffer, c.size), 0x00060502);
@@ -51,14 +49,13 @@ TEST(FormatRegistry, VersionTextIsBoundedLikeACopyOfFixedSize) {
 }
 
 TEST(FormatRegistry, AdjustsFileNamesOnlyInTheLastComponent) {
-  struct Case { int32_t id; const char* in; const char* out; };
-  const Case cases[] = {
+  const struct { int32_t id; const char* in; const char* out; } cases[] = {
       {5, "/My Data/run #1-a b.dat", "/My Data/run_n1_a_b.dat"},
       {8, "test file.mat", "test_file.mat"},
       {8, "dir with blank/", "dir with blank/"},
       {9, "a b-c#.F32", "a b-c#.F32"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     char buffer[64];
     std::strcpy(buffer, c.in);
     EXPECT_EQ(cvtGetFmtFileName(c.id, buffer), buffer);

@@ -12,13 +12,6 @@
 namespace travune::apitest {
 namespace {
 
-class SourceGuessTest : public ::testing::Test {
- protected:
-  static void Write(const std::string& path, const std::vector<uint8_t>& bytes) { Store(path, bytes); }
-  Scratch scratch_;
-  const std::string dir_ = scratch_.Root().string();
-};
-
 // A form-3 Morvane description of 7 voltage channels: 16 + 40 * 7 = 296 bytes, the size of a
 // 7-channel Tarquil description (30 + 38 * 7), and its first word is 7 as Tarquil's would be.
 std::vector<uint8_t> SevenChannelMorvane() {
@@ -35,27 +28,25 @@ std::vector<uint8_t> SevenChannelMorvane() {
   return d;
 }
 
-TEST_F(SourceGuessTest, SettlesDescriptionsThatTwoRecognisersAccept) {
+TEST(SourceGuessTest, SettlesDescriptionsThatTwoRecognisersAcceptAndNamesTheTypesTried) {
+  Scratch scratch;
   // The generator's Tarquil sample has 7 channels: the Morvane recogniser accepts it as well.
-  scratch_.Sample(SampleOf(TRAVUNE_SRC_TARQUIL, 100), "t");
+  scratch.Sample(SampleOf(TRAVUNE_SRC_TARQUIL, 100), "t");
   std::string why;
-  EXPECT_EQ(GuessSourceType((dir_ + "/t.DSC").c_str(), &why), TRAVUNE_SRC_TARQUIL);
+  EXPECT_EQ(GuessSourceType(scratch.File("t.DSC").c_str(), &why), TRAVUNE_SRC_TARQUIL);
   EXPECT_NE(why.find("morvane"), std::string::npos) << why;
   EXPECT_NE(why.find("tarquil"), std::string::npos) << why;
+  Store(scratch / "m.DSC", SevenChannelMorvane());
+  Store(scratch / "m.bin", std::vector<uint8_t>(14 * 50, 0));
+  EXPECT_EQ(GuessSourceType(scratch.File("m.DSC").c_str(), &why), TRAVUNE_SRC_MORVANE) << why;
 
-  Write(dir_ + "/m.DSC", SevenChannelMorvane());
-  Write(dir_ + "/m.bin", std::vector<uint8_t>(14 * 50, 0));
-  EXPECT_EQ(GuessSourceType((dir_ + "/m.DSC").c_str(), &why), TRAVUNE_SRC_MORVANE) << why;
-}
-
-TEST_F(SourceGuessTest, NamesTheTypesTriedWhenNothingFits) {
-  Write(dir_ + "/x.DSC", {1, 2, 3, 4, 5});
-  char why[256] = "";
-  EXPECT_EQ(tvnGuessSourceType((dir_ + "/x.DSC").c_str(), why, sizeof why), -1);
+  Store(scratch / "x.DSC", std::vector<uint8_t>{1, 2, 3, 4, 5});
+  char text[256] = "";
+  EXPECT_EQ(tvnGuessSourceType(scratch.File("x.DSC").c_str(), text, sizeof text), -1);
   for (const char* name : {"morvane", "quillon", "tarquil", "celdrin", "brenlow"}) {
-    EXPECT_NE(std::string(why).find(name), std::string::npos) << why;
+    EXPECT_NE(std::string(text).find(name), std::string::npos) << text;
   }
-  EXPECT_EQ(tvnGuessSourceType((dir_ + "/none.DSC").c_str(), why, sizeof why), -1);
+  EXPECT_EQ(tvnGuessSourceType(scratch.File("none.DSC").c_str(), text, sizeof text), -1);
 }
 
 }  // namespace
