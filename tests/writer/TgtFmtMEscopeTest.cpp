@@ -167,23 +167,15 @@ TEST(TgtFmtMEscope, ScanRateZeroGivesInfiniteSpacingWithoutFailing) {
   EXPECT_EQ(file.values[5], static_cast<double>(1e-10f));
 }
 
-enum class Module { kReal, kFailing, kAbsent, kWithoutEntries };
-enum class Timing { kUniform, kTwoRates, kTwoRatesUntimed, kTooManyScans };
+// How the source is set up, or what happens to the output before it is written.
+enum class Scene { kUniform, kTwoRates, kTwoRatesUntimed, kTooManyScans, kDirectoryGone };
+// A result that makes the failing library's entry throw instead of returning.
+constexpr int16_t kFault = std::numeric_limits<int16_t>::min();
 
 // The file the Qulix driver library was loaded from: a module that has none of the entry points.
 std::string QulixLibraryPath() {
   Dl_info info{};
   return ::dladdr(reinterpret_cast<void*>(&QlxRtd), &info) != 0 && info.dli_fname != nullptr ? info.dli_fname : "";
-}
-
-std::string ModuleName(Module module) {
-  switch (module) {
-    case Module::kReal: return "wrtblk32";
-    case Module::kFailing: return "wrtblk32_failing";
-    case Module::kAbsent: return "wrtblk32_absent";
-    case Module::kWithoutEntries: return QulixLibraryPath();
-  }
-  return "";
 }
 
 TEST(TgtFmtMEscope, EveryMessageAndFailurePath) {
@@ -195,77 +187,64 @@ TEST(TgtFmtMEscope, EveryMessageAndFailurePath) {
   const std::string call = "Error: Failed call to Vibrant Technologies WrtBlk32 DLL.\n";
   const std::string write = "Error: Failed to write converted data disk.\n";
   const double none = 0.0;  // a sample the library never received
+  const char* kReal = "wrtblk32";
+  const char* kFailing = "wrtblk32_failing";
+  const char* kAbsent = "wrtblk32_absent";
+  using enum Scene;
   struct Case {
     const char* name;
-    Module module;
-    Timing timing;
-    const char* failingEntry;  // with Module::kFailing
+    const char* module;  // nullptr: a library without the entry points
+    Scene scene;
+    const char* failingEntry;  // with wrtblk32_failing
     int32_t successes;
-    int16_t result;
-    bool raise;
-    bool removeDirectoryBeforeOutput;
+    int16_t result;  // or kFault
     bool preConverted;
     std::vector<int64_t> blocks;  // one scan per block
     std::string messages;
     std::vector<double> values;  // the block file's values, when one is written
   };
   const std::vector<double> all = {1.5, -2.0, 0.1f, 1.0f / 3.0f, 1e8, 1e-10f};
+  const std::vector<int64_t> ok = {0, 0, 0}, refused = {-1, -1, -1};
   const Case cases[] = {
-      {"written", Module::kReal, Timing::kUniform, nullptr, 0, 0, false, false, true, {0, 0, 0}, "", all},
-      {"version 3 accepted", Module::kFailing, Timing::kUniform, "GETWRTBLOCKVERSION", 0, 3, false, false, true,
-       {0, 0, 0}, "", all},
+      {"written", kReal, kUniform, nullptr, 0, 0, true, ok, "", all},
+      {"version 3 accepted", kFailing, kUniform, "GETWRTBLOCKVERSION", 0, 3, true, ok, "", all},
       // A failed PreConvert leaves the session's file open: the library cannot write over it,
       // and with no block described it has nothing to write either. Values are refused (-1)
       // once the block was reset.
-      {"no library", Module::kAbsent, Timing::kUniform, nullptr, 0, 0, false, false, false, {0, 0, 0}, load, {}},
-      {"version 2", Module::kFailing, Timing::kUniform, "GETWRTBLOCKVERSION", 0, 2, false, false, false,
-       {-1, -1, -1}, version + write, {}},
+      {"no library", kAbsent, kUniform, nullptr, 0, 0, false, ok, load, {}},
+      {"version 2", kFailing, kUniform, "GETWRTBLOCKVERSION", 0, 2, false, refused, version + write, {}},
       // Times that are scan counts cannot place two rates on one axis. The blocks then stop at
       // the refused x value with 0.
-      {"two rates, no times", Module::kReal, Timing::kTwoRatesUntimed, nullptr, 0, 0, false, false, false,
-       {0, 0, 0}, timeBases + write, {}},
-      {"too many samples", Module::kReal, Timing::kTooManyScans, nullptr, 0, 0, false, false, false, {-1, -1, -1},
+      {"two rates, no times", kReal, kTwoRatesUntimed, nullptr, 0, 0, false, ok, timeBases + write, {}},
+      {"too many samples", kReal, kTooManyScans, nullptr, 0, 0, false, refused, tooLarge + write, {}},
+      {"too many samples, refused", kFailing, kUniform, "SETDATABLOCKNUMBEROFSAMPLES", 0, 2, false, refused,
        tooLarge + write, {}},
-      {"too many samples, refused", Module::kFailing, Timing::kUniform, "SETDATABLOCKNUMBEROFSAMPLES", 0, 2, false,
-       false, false, {-1, -1, -1}, tooLarge + write, {}},
       // Refusals of the block's description end PreConvert without a message of their own.
-      {"spacing refused", Module::kFailing, Timing::kUniform, "SETDATABLOCKXAXISSPACING", 0, 1, false, false, false,
-       {-1, -1, -1}, write, {}},
-      {"data format refused", Module::kFailing, Timing::kUniform, "SETDATABLOCKTRACEDATAFORMAT", 0, 1, false, false,
-       false, {-1, -1, -1}, write, {}},
-      {"traces refused", Module::kFailing, Timing::kUniform, "SETDATABLOCKNUMBEROFTRACES", 0, 1, false, false, false,
-       {-1, -1, -1}, write, {}},
-      {"second trace label refused", Module::kFailing, Timing::kUniform, "SETTRACELABEL", 1, 1, false, false, false,
-       {0, 0, 0}, write, {}},
-      {"trace units refused", Module::kFailing, Timing::kUniform, "SETTRACEMEASUREMENTUNITS", 0, 1, false, false,
-       false, {0, 0, 0}, write, {}},
+      {"spacing refused", kFailing, kUniform, "SETDATABLOCKXAXISSPACING", 0, 1, false, refused, write, {}},
+      {"data format refused", kFailing, kUniform, "SETDATABLOCKTRACEDATAFORMAT", 0, 1, false, refused, write, {}},
+      {"traces refused", kFailing, kUniform, "SETDATABLOCKNUMBEROFTRACES", 0, 1, false, refused, write, {}},
+      {"second trace label refused", kFailing, kUniform, "SETTRACELABEL", 1, 1, false, ok, write, {}},
+      {"trace units refused", kFailing, kUniform, "SETTRACEMEASUREMENTUNITS", 0, 1, false, ok, write, {}},
       // Results the writer does not rely on.
-      {"label refused", Module::kFailing, Timing::kUniform, "SETDATABLOCKLABEL", 0, 1, false, false, true, {0, 0, 0},
-       "", all},
-      {"peak/RMS refused", Module::kFailing, Timing::kUniform, "SETDATABLOCKPEAKRMS", 0, 1, false, false, true,
-       {0, 0, 0}, "", all},
+      {"label refused", kFailing, kUniform, "SETDATABLOCKLABEL", 0, 1, true, ok, "", all},
+      {"peak/RMS refused", kFailing, kUniform, "SETDATABLOCKPEAKRMS", 0, 1, true, ok, "", all},
       // A fault inside the library resets the block (so later values are refused) and is
       // reported as a failed call.
-      {"fault in trace label", Module::kFailing, Timing::kUniform, "SETTRACELABEL", 1, 0, true, false, false,
-       {-1, -1, -1}, call + write, {}},
-      {"fault in version", Module::kFailing, Timing::kUniform, "GETWRTBLOCKVERSION", 0, 0, true, false, false,
-       {-1, -1, -1}, call + write, {}},
+      {"fault in trace label", kFailing, kUniform, "SETTRACELABEL", 1, kFault, false, refused, call + write, {}},
+      {"fault in version", kFailing, kUniform, "GETWRTBLOCKVERSION", 0, kFault, false, refused, call + write, {}},
       // No INITIALIZEWRTBLOCK: nothing to reset, and no OUTPUTDATABLOCK: no output, no message.
-      {"no entry points", Module::kWithoutEntries, Timing::kUniform, nullptr, 0, 0, false, false, false, {0, 0, 0},
-       call, {}},
+      {"no entry points", nullptr, kUniform, nullptr, 0, 0, false, ok, call, {}},
       // The third value is refused: its block fails, and so does every later one.
-      {"value refused", Module::kFailing, Timing::kUniform, "SETTRACESAMPLEVALUE", 2, 1, false, false, true,
-       {0, -1, -1}, "", {1.5, -2.0, none, none, none, none}},
-      {"fault in value", Module::kFailing, Timing::kUniform, "SETTRACESAMPLEVALUE", 3, 0, true, false, true,
-       {0, 0, 0}, "", {1.5, -2.0, 0.1f, none, none, none}},
+      {"value refused", kFailing, kUniform, "SETTRACESAMPLEVALUE", 2, 1, true, {0, -1, -1}, "",
+       {1.5, -2.0, none, none, none, none}},
+      {"fault in value", kFailing, kUniform, "SETTRACESAMPLEVALUE", 3, kFault, true, ok, "",
+       {1.5, -2.0, 0.1f, none, none, none}},
       // A refused time ends its block before its values, with 0.
-      {"time refused", Module::kFailing, Timing::kTwoRates, "SETDATABLOCKXAXISVALUE", 1, 1, false, false, true,
-       {0, 0, 0}, "", {1.5, -2.0, none, none, none, none}},
-      {"output refused", Module::kFailing, Timing::kUniform, "OUTPUTDATABLOCK", 0, 3, false, false, true, {0, 0, 0},
-       write, {}},
-      {"fault in output", Module::kFailing, Timing::kUniform, "OUTPUTDATABLOCK", 0, 0, true, false, true, {0, 0, 0},
-       write, {}},
-      {"directory gone", Module::kReal, Timing::kUniform, nullptr, 0, 0, false, true, true, {0, 0, 0}, write, {}},
+      {"time refused", kFailing, kTwoRates, "SETDATABLOCKXAXISVALUE", 1, 1, true, ok, "",
+       {1.5, -2.0, none, none, none, none}},
+      {"output refused", kFailing, kUniform, "OUTPUTDATABLOCK", 0, 3, true, ok, write, {}},
+      {"fault in output", kFailing, kUniform, "OUTPUTDATABLOCK", 0, kFault, true, ok, write, {}},
+      {"directory gone", kReal, kDirectoryGone, nullptr, 0, 0, true, ok, write, {}},
   };
   FailingLibrary failing;
   ASSERT_TRUE(failing.IsLoaded());
@@ -273,19 +252,19 @@ TEST(TgtFmtMEscope, EveryMessageAndFailurePath) {
     SCOPED_TRACE(c.name);
     FakeSource source = TwoChannelSource();
     source.SetPreTrigCount(1);
-    if (c.timing == Timing::kTwoRates || c.timing == Timing::kTwoRatesUntimed) source.SetRates(100.0, 200.0);
-    if (c.timing == Timing::kTwoRatesUntimed) source.SetUntimed();
+    if (c.scene == kTwoRates || c.scene == kTwoRatesUntimed) source.SetRates(100.0, 200.0);
+    if (c.scene == kTwoRatesUntimed) source.SetUntimed();
     // 2^27 scans of two traces: with the x values 3 * 2^27 floats, more than a block holds.
-    if (c.timing == Timing::kTooManyScans) source.SetDataFileSize(16.0 * (1 << 27));
-    failing.Inject(c.failingEntry, c.successes, c.result, c.raise);
+    if (c.scene == kTooManyScans) source.SetDataFileSize(16.0 * (1 << 27));
+    failing.Inject(c.failingEntry, c.successes, c.result == kFault ? 0 : c.result, c.result == kFault);
 
     testing::ScratchDir dir;
     const std::filesystem::path subdirectory = dir.File("sub");
     std::filesystem::create_directory(subdirectory);
     const std::string dataPath = (subdirectory / "acq.blk").string();
-    TgtFmtMEscope writer(&source, ModuleName(c.module));
+    TgtFmtMEscope writer(&source, c.module != nullptr ? c.module : QulixLibraryPath());
     const WriterRun run = RunWriter(writer, dataPath, 0, 3, 1, [&] {
-      if (c.removeDirectoryBeforeOutput) std::filesystem::remove_all(subdirectory);
+      if (c.scene == kDirectoryGone) std::filesystem::remove_all(subdirectory);
     });
     failing.Inject(nullptr, 0, 0, false);
 
@@ -294,7 +273,7 @@ TEST(TgtFmtMEscope, EveryMessageAndFailurePath) {
     EXPECT_EQ(run.dataFileClosed, c.preConverted);
     EXPECT_EQ(run.blocks, c.blocks);
     EXPECT_EQ(run.messages, c.messages);
-    if (c.removeDirectoryBeforeOutput) {
+    if (c.scene == kDirectoryGone) {
       EXPECT_EQ(run.file, "<missing>");
     } else if (c.values.empty()) {
       EXPECT_EQ(run.file, "");  // the empty file the session created, never written

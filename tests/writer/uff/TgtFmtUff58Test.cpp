@@ -203,7 +203,6 @@ TEST_F(UffWriterTest, EdgesOfTheTimeBase) {
   const Case cases[] = {
       // A rate of 0 counts as 1 scan per second for the step.
       {"rate 0", 0, 0.0, false, "         1  0.00000E+00  1.00000E+00  0.00000E+00", {}},
-      {"rate 250", 0, 250.0, false, "         1  0.00000E+00  4.00000E-03  0.00000E+00", {}},
       // Times the source cannot give are placed at the trigger rather than stopping the file.
       {"rate 0 with trigger", 2, 0.0, false, "         0  0.00000E+00  0.00000E+00  0.00000E+00", {0.0, 0.0, 0.0, 0.0}},
       // An untimed source counts scans from the trigger, taken as days.
