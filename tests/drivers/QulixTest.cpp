@@ -1,5 +1,6 @@
 // Tests of the Qulix driver stand-in: thermocouple and Pt100 temperatures against published
-// reference tables, rejection of bad input, and the in-place 12-bit unpack.
+// reference tables and, for every code, against the half-tenth EMFs; rejection of bad input, and
+// the in-place 12-bit unpack.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -100,14 +101,15 @@ double RisingStart(const qulix::Thermocouple& type) {
   return above;
 }
 
-// Every code through gain 100 at cold junctions across the sensor range and at its edges
+// Every code through gains 1 to 1000 at cold junctions across the sensor range and at its edges
 // (codes 16783/16784 straddle R and S's -50 °C, 32767/32768 B's 0 °C; 0x10000: one word, 0 °C).
 // The expected tenths n are the lowest whose upper half tenth lies above the total EMF (at or
 // above it below 0 °C, where halves round away from zero), found by walking up the half
-// tenths as the code rises. Failures name kind/reference/code.
+// tenths as the code rises. Failures name kind/gain/reference/code.
 TEST(QulixThermocouple, EveryCodeRoundsBetweenItsHalfTenths) {
-  constexpr int kGain = 100;
-  const uint32_t references[] = {0x10000, 0, 16783, 16784, 32767, 32768, 40960, 65535};
+  struct Setting { int gain; std::vector<uint32_t> references; };
+  const Setting settings[] = {{100, {0x10000, 0, 16783, 16784, 32767, 32768, 40960, 65535}},
+                              {1, {0x10000}}, {10, {0x10000, 40960}}, {1000, {0x10000, 24576}}};
   for (int kind = J; kind <= N; ++kind) {
     const qulix::Thermocouple& type = *qulix::Thermocouple::ForKind(kind);
     const double rising = RisingStart(type);
@@ -117,27 +119,49 @@ TEST(QulixThermocouple, EveryCodeRoundsBetweenItsHalfTenths) {
       const double half = type.Emf((static_cast<double>(n) + 0.5) / 10.0);
       return n < 0 ? emf <= half : emf < half;
     };
-    for (uint32_t reference : references) {
-      const double coldJunction = reference > 0xFFFF ? 0.0 : reference * 205.0 / 65536.0 - 102.5;
-      const double coldEmf = type.Covers(coldJunction) ? type.Emf(coldJunction) : NAN;
-      const int numWords = reference > 0xFFFF ? 1 : 2;
-      long n = std::lround(rising * 10.0);
-      for (uint32_t code = 0; code <= 0xFFFF; ++code) {
-        const auto where = [&] { return testing::Message() << kind << "/" << reference << "/" << code; };
-        const uint8_t words[4] = {static_cast<uint8_t>(reference), static_cast<uint8_t>(reference >> 8),
-                                  static_cast<uint8_t>(code), static_cast<uint8_t>(code >> 8)};
-        uint8_t out[2] = {kUntouched, kUntouched};
-        const int32_t status = QlxThermocouple(0, 0, 0, kGain, kind, 0, words + 4 - 2 * numWords, 0, out,
-                                               numWords);
-        const double emf = (code - 32768.0) * 10000.0 / 65536.0 / kGain + coldEmf;
-        if (!(emf >= lowestEmf && emf <= highestEmf)) {  // also a cold junction out of range
-          ASSERT_EQ(status, QLX_ERR_RANGE) << where();
-          ASSERT_EQ(out[0] | out[1] << 8, kUntouched | kUntouched << 8) << where();
-          continue;
+    for (const Setting& setting : settings) {
+      for (uint32_t reference : setting.references) {
+        const double coldJunction = reference > 0xFFFF ? 0.0 : reference * 205.0 / 65536.0 - 102.5;
+        const double coldEmf = type.Covers(coldJunction) ? type.Emf(coldJunction) : NAN;
+        const int numWords = reference > 0xFFFF ? 1 : 2;
+        long n = std::lround(rising * 10.0);
+        for (uint32_t code = 0; code <= 0xFFFF; ++code) {
+          const auto where = [&] {
+            return testing::Message() << kind << "/" << setting.gain << "/" << reference << "/" << code;
+          };
+          const uint8_t words[4] = {static_cast<uint8_t>(reference), static_cast<uint8_t>(reference >> 8),
+                                    static_cast<uint8_t>(code), static_cast<uint8_t>(code >> 8)};
+          uint8_t out[2] = {kUntouched, kUntouched};
+          const int32_t status = QlxThermocouple(0, 0, 0, setting.gain, kind, 0, words + 4 - 2 * numWords, 0, out,
+                                                 numWords);
+          const double emf = (code - 32768.0) * 10000.0 / 65536.0 / setting.gain + coldEmf;
+          if (!(emf >= lowestEmf && emf <= highestEmf)) {  // also a cold junction out of range
+            ASSERT_EQ(status, QLX_ERR_RANGE) << where();
+            ASSERT_EQ(out[0] | out[1] << 8, kUntouched | kUntouched << 8) << where();
+            continue;
+          }
+          while (n < highest && !below(n, emf)) ++n;
+          ASSERT_EQ(status, QLX_OK) << where();
+          ASSERT_EQ(static_cast<int16_t>(out[0] | out[1] << 8), n) << where();
         }
-        while (n < highest && !below(n, emf)) ++n;
-        ASSERT_EQ(status, QLX_OK) << where();
-        ASSERT_EQ(static_cast<int16_t>(out[0] | out[1] << 8), n) << where();
+      }
+    }
+  }
+}
+
+// Beside a half tenth the table hands over to the exact inversion: readings at a half tenth's
+// EMF and just beside it, where the rounding changes, give what inverting and rounding gives.
+TEST(ThermocoupleTenths, EqualsExactInversionAroundHalfTenths) {
+  const double offsets[] = {0.0, 1e-13, -1e-13, 1e-9, -1e-9, 5e-7, -5e-7, 2e-6, -2e-6};
+  for (int kind = J; kind <= N; ++kind) {
+    const qulix::Thermocouple& type = *qulix::Thermocouple::ForKind(kind);
+    for (double celsius = type.Low() + 0.05; celsius < type.High(); celsius += 0.7) {
+      const double halfTenth = (std::round(celsius * 10.0) + 0.5) / 10.0;
+      for (double offset : offsets) {
+        const double mv = type.Emf(halfTenth) + offset;
+        const std::optional<double> exact = type.TemperatureOf(mv);
+        ASSERT_EQ(type.CompensatedTenths(mv, 0.0), exact ? qulix::RoundToTenths(*exact) : std::nullopt)
+            << "kind " << kind << " at " << halfTenth << " °C offset " << offset << " mV";
       }
     }
   }

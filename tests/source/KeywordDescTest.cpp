@@ -118,16 +118,12 @@ TEST(KeywordDescTest, HeaderValidity) {
        {"*TYPE", "T", "*FORMAT", "BINARY", "*FORMAT", "BOGUS", "*FREQUENCY", "1,2", "*CHANNELS", "0"}, false, 0, 1},
   };
   for (const Case& c : cases) {
-    const std::vector<uint8_t> image = [&] {
-      const std::string text = JoinLines(c.lines, "\n");
-      return std::vector<uint8_t>(text.begin(), text.end());
-    }();
-    DescReader reader(image.data(), image.size());
-    KeywordHeader header;
-    EXPECT_EQ(ParseKeywordHeader(reader, &header, ","), c.valid) << c.name;
-    EXPECT_EQ(header.format, c.format) << c.name;
-    EXPECT_EQ(header.numChans, c.numChans) << c.name;
-    EXPECT_EQ(header.version, "1") << c.name;  // none of these has a version
+    SCOPED_TRACE(c.name);
+    const Parsed parsed = ParseAll(JoinLines(c.lines, "\n"), ",");
+    EXPECT_EQ(parsed.valid, c.valid);
+    EXPECT_EQ(parsed.header.format, c.format);
+    EXPECT_EQ(parsed.header.numChans, c.numChans);
+    EXPECT_EQ(parsed.header.version, "1");  // none of these has a version
   }
 }
 

@@ -13,6 +13,7 @@
 #include "source/SourceImages.h"
 #include "source/SrcFmtBrenlowTitled.h"
 #include "support/LittleEndian.h"
+#include "support/Time.h"
 
 namespace travune {
 namespace {
@@ -41,8 +42,6 @@ std::vector<uint8_t> Scans(const std::vector<std::vector<float>>& scans) {
   return bytes;
 }
 
-double Days(double seconds) { return seconds / 86400.0; }
-
 TEST(SrcFmtBrenlowTest, AcceptsOnlyWholeDescriptions) {
   const std::vector<uint8_t> one = BrenlowImage({kAnalog});
   std::vector<uint8_t> longer = one;
@@ -70,7 +69,7 @@ TEST(SrcFmtBrenlowTest, AcceptsOnlyWholeDescriptions) {
 }
 
 // Only the first type-6 record is the time source; later ones are neither channels nor stamps.
-// Channel n lies at record GetChanIndex(n).
+// Channel n lies at record GetChanIndex(n); a stamp needs three floats in the scan.
 TEST(SrcFmtBrenlowTest, RecordLayoutWithTimeStamps) {
   const Rec pressure = {8, 0.0, 250.0, "ABCDEFGHIJKLMNOP", "unit567890123456789X"};  // texts without terminator
   SrcFmtBrenlow source = Make(BrenlowImage({kAnalog, kTime, kTime, kTime, pressure}, {.progScans = 77}));
@@ -97,21 +96,18 @@ TEST(SrcFmtBrenlowTest, RecordLayoutWithTimeStamps) {
   // The stamp (0, 1, 128) from the stamp record's own position: 65536.5 s into 1997.
   double t = 0.0;
   ASSERT_TRUE(source.GetNativeScanTime(0, &t));
-  EXPECT_NEAR(t, kJan1997 + Days(65536.5), 1e-10);
-}
+  EXPECT_NEAR(t, kJan1997 + SecondsToDays(65536.5), 1e-10);
 
-// A single stamp record at the end leaves no room for the stamp's other two floats: the
-// channels are read, the stamp is not.
-TEST(SrcFmtBrenlowTest, StampThatDoesNotFitTheScanIsNotRead) {
-  SrcFmtBrenlow source = Make(BrenlowImage({kAnalog, kAnalog, kTime}));
-  ASSERT_EQ(source.GetStatus(), 0);
-  EXPECT_EQ(source.GetNumChans(), 2);
-  EXPECT_EQ(source.GetScanSize(), 12);
-  EXPECT_EQ(source.GetChanIndex(2), 2);
-  std::vector<uint8_t> block = Scans({{1.0f, 2.0f, 3.0f}});
-  source.SetRawBlock(block.data(), 1, 0);
-  double t = 0.0;
-  EXPECT_FALSE(source.GetNativeScanTime(0, &t));
+  // A single stamp record at the end leaves no room for the stamp's other two floats: the
+  // channels are read, the stamp is not.
+  SrcFmtBrenlow cut = Make(BrenlowImage({kAnalog, kAnalog, kTime}));
+  ASSERT_EQ(cut.GetStatus(), 0);
+  EXPECT_EQ(cut.GetNumChans(), 2);
+  EXPECT_EQ(cut.GetScanSize(), 12);
+  EXPECT_EQ(cut.GetChanIndex(2), 2);
+  block = Scans({{1.0f, 2.0f, 3.0f}});
+  cut.SetRawBlock(block.data(), 1, 0);
+  EXPECT_FALSE(cut.GetNativeScanTime(0, &t));
 }
 
 TEST(SrcFmtBrenlowTest, TimeFormatFollowsRateAndStamp) {
@@ -169,7 +165,7 @@ TEST(SrcFmtBrenlowTest, StampsWithRateDeriveFromScanZeroUnlessAsked) {
     ASSERT_TRUE(fromBlock.GetScanTime(0, &t));
     EXPECT_NEAR(t, kJan1997, 1e-10);
     ASSERT_TRUE(fromBlock.GetScanTime(5, &t));
-    EXPECT_NEAR(t, kJan1997 + Days(c.seconds5), 1e-10);
+    EXPECT_NEAR(t, kJan1997 + SecondsToDays(c.seconds5), 1e-10);
 
     SrcFmtBrenlow fromFile = Make(image);
     fromFile.SetOptions(c.options);
@@ -178,7 +174,7 @@ TEST(SrcFmtBrenlowTest, StampsWithRateDeriveFromScanZeroUnlessAsked) {
     ASSERT_TRUE(fromFile.LoadTimeStamps(&dataFile));
     EXPECT_NEAR(fromFile.FirstScanTime(), kJan1997, 1e-10);
     ASSERT_TRUE(fromFile.GetScanTime(2, &t));
-    EXPECT_NEAR(t, kJan1997 + Days(c.seconds2), 1e-10);
+    EXPECT_NEAR(t, kJan1997 + SecondsToDays(c.seconds2), 1e-10);
   }
   platform::DeleteFile(path.c_str());
 }

@@ -25,12 +25,13 @@ std::string Chan(int position, const std::string& kind = "VOLTS", const std::str
          "," + offset + ",0,0,0,U" + std::to_string(position);
 }
 
-std::string TextOf(const std::vector<std::string>& channels, const std::string& frequency = "10,100") {
-  const std::vector<uint8_t> image = testutil::CeldrinImage({.frequency = frequency, .channels = channels});
+std::string TextOf(const std::vector<std::string>& channels) {
+  const std::vector<uint8_t> image = testutil::CeldrinImage({.channels = channels});
   return std::string(image.begin(), image.end());
 }
 
 // Positions at 5 and up leave room for a clock stamp; a scan reaches to the last position's word.
+// Headers the keyword parser finds invalid are refused (which headers: KeywordDescTest).
 TEST(SrcFmtCeldrinTest, ChannelLayoutAndRefusedDescriptions) {
   const std::string good = TextOf({Chan(0)});
   struct Case { const char* name; std::string text; int32_t status; int64_t scanSize; bool stamps; };
@@ -42,11 +43,8 @@ TEST(SrcFmtCeldrinTest, ChannelLayoutAndRefusedDescriptions) {
       {"huge position", TextOf({Chan(65536)}), -1, 0, false},
       {"position far beyond 32 bits", TextOf({"99999999999,1,a,VOLTS,1,0,0,0,0,u"}), -1, 0, false},
       {"empty", "", -1, 0, false},
-      {"post-trigger rate 0", TextOf({Chan(0)}, "10,0"), -1, 0, false},
       {"misspelt channel keyword", good.substr(0, good.find("*CHANNELS")) + "*CHANNELSX\r\n" + Chan(0), -1, 0, false},
       {"no *FREQUENCY", "*TYPE\nT\n*FORMAT\nBINARY\n*CHANNELS\n0,1,a,b,1,0,0,0,0,u\n", -1, 0, false},
-      {"no channel line before the blank one",
-       "*TYPE\nT\n*FORMAT\nBINARY\n*FREQUENCY\n1,2\n*CHANNELS\n\n0,1,a,b,1,0,0,0,0,u\n", -1, 0, false},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -134,15 +132,13 @@ TEST(SrcFmtCeldrinTest, ScalesAnalogTemperatureAndDigitalChannels) {
       EXPECT_NEAR(upper, c.upper, 1e-9);
     }
   }
-}
 
-// The sample maps through the line from (-32768, lower) to (32767, upper), with lower = b -
-// 32768 m and upper = 32767 m + b for m = gain / countsPerUnit and b = offset; in these cases
-// that differs from raw * m + b in the last bit of the double (and of the float).
-TEST(SrcFmtCeldrinTest, ScalesThroughTheRangeLine) {
-  struct Case { const char *countsPerUnit, *gain, *offset; float cpu, g, o; int16_t raw; };
-  const Case cases[] = {{"3.3", "2.5", "0", 3.3f, 2.5f, 0.0f, 0}, {"3276.8", "0.7", "1.5", 3276.8f, 0.7f, 1.5f, -28671}};
-  for (const Case& c : cases) {
+  // To the last bit, the sample maps through the line from (-32768, lower) to (32767, upper), with
+  // lower = b - 32768 m and upper = 32767 m + b for m = gain / countsPerUnit and b = offset; in
+  // these cases that differs from raw * m + b in the last bit of the double (and of the float).
+  struct Exact { const char *countsPerUnit, *gain, *offset; float cpu, g, o; int16_t raw; };
+  const Exact exact[] = {{"3.3", "2.5", "0", 3.3f, 2.5f, 0.0f, 0}, {"3276.8", "0.7", "1.5", 3276.8f, 0.7f, 1.5f, -28671}};
+  for (const Exact& c : exact) {
     SrcFmtCeldrin source =
         Make(testutil::CeldrinImage({.channels = {Chan(0, "VOLTS", c.countsPerUnit, c.gain, c.offset)}}));
     ASSERT_EQ(source.GetStatus(), 0);

@@ -18,8 +18,17 @@ namespace {
 using Chan = testutil::MorvaneChan;
 using testutil::MorvaneImage;
 
-// The older forms' 40-byte channel record: 16-bit type and polarity, 9-byte texts.
-void PutOldRecords(ByteBuilder& b, const std::vector<Chan>& chans) {
+// The older forms: form 2 a 22-byte header whose first half-word is 5040, form 3 a 16-byte header
+// that starts with the channel count (both 77 programmed scans, form 2 then 5 pre-trigger scans);
+// 40-byte channel records with 16-bit type and polarity and 9-byte texts.
+std::vector<uint8_t> OldForm(int form, const std::vector<Chan>& chans) {
+  ByteBuilder b;
+  if (form == 2) b.I16(5040);
+  b.I16(static_cast<int16_t>(chans.size()));
+  b.U32(77);
+  if (form == 2) b.U32(5);
+  b.Zeros(6);
+  b.F32(10.0f);
   for (const Chan& c : chans) {
     b.F32(c.gain);
     b.Zeros(2);
@@ -32,29 +41,6 @@ void PutOldRecords(ByteBuilder& b, const std::vector<Chan>& chans) {
     b.FixedText(c.units, 9);
     b.I16(static_cast<int16_t>(c.deviceCode));
   }
-}
-
-// Form 2: a 22-byte header whose first half-word is 5040; 77 programmed scans.
-std::vector<uint8_t> Form2(const std::vector<Chan>& chans, uint32_t preTrig, float rate) {
-  ByteBuilder b;
-  b.I16(5040);
-  b.I16(static_cast<int16_t>(chans.size()));
-  b.U32(77);
-  b.U32(preTrig);
-  b.Zeros(6);
-  b.F32(rate);
-  PutOldRecords(b, chans);
-  return b.Take();
-}
-
-// Form 3: a 16-byte header that starts with the channel count.
-std::vector<uint8_t> Form3(const std::vector<Chan>& chans, uint32_t progScans, float rate) {
-  ByteBuilder b;
-  b.I16(static_cast<int16_t>(chans.size()));
-  b.U32(progScans);
-  b.Zeros(6);
-  b.F32(rate);
-  PutOldRecords(b, chans);
   return b.Take();
 }
 
@@ -66,11 +52,11 @@ std::vector<uint8_t> Resized(std::vector<uint8_t> image, int delta) {
 }
 
 // Each form is accepted at its exact size only; the first word tells them apart: 5040 (form 1),
-// low half 5040 (form 2), below 65536 otherwise (form 3, low half the channel count).
+// low half 5040 (form 2), any other from 65536 up (form 3, low half the channel count).
 TEST(SrcFmtMorvane, AcceptsEachFormOnlyAtItsExactSize) {
   const std::vector<uint8_t> form1 = MorvaneImage(std::vector<Chan>(3));
-  const std::vector<uint8_t> form2 = Form2({Chan{}}, 5, 10.0f);
-  const std::vector<uint8_t> form3 = Form3({Chan{}}, 2, 10.0f);
+  const std::vector<uint8_t> form2 = OldForm(2, {Chan{}});
+  const std::vector<uint8_t> form3 = OldForm(3, {Chan{}});
   std::vector<uint8_t> huge = MorvaneImage({Chan{}});
   le::PutI32(&huge[4], 0x7FFFFFFF);
   std::vector<uint8_t> smallFirstWord = MorvaneImage({Chan{}});
@@ -171,11 +157,8 @@ TEST(SrcFmtMorvane, ScalesEveryChannelTypeAsWorkedOutByHand) {
   for (const Case& c : cases) {
     EXPECT_NEAR(ScaleWord(c.chan, c.word), c.expected, 1e-12 * std::fmax(1.0, std::fabs(c.expected))) << c.name;
   }
-}
-
-// To the last bit: m = (upper - lower) / 65535 and b = lower, in that order. Type 7 bipolar at
-// gain 3, scale 0.7, offset 0.1: ±20 × 0.5 / 3 V, times the scale plus the offset.
-TEST(SrcFmtMorvane, TypesZeroSevenElevenUseTheRangeOverFullScale) {
+  // Types 0, 7 and 11 to the last bit: m = (upper - lower) / 65535 and b = lower, in that order.
+  // Type 7 bipolar at gain 3, scale 0.7, offset 0.1: ±20 × 0.5 / 3 V, times the scale plus the offset.
   const double s = 20.0 * 0.5 / 3.0, lower = 0.1f + 0.7f * -s, upper = 0.1f + 0.7f * s;
   for (uint16_t word : {uint16_t{0}, uint16_t{1}, uint16_t{12345}, uint16_t{65535}}) {
     EXPECT_EQ(ScaleWord({7, 3, 0.7f, 0.1f, 1}, word), word * ((upper - lower) / 65535.0) + lower) << word;

@@ -19,14 +19,7 @@ using testutil::TarquilHeaderFields;
 
 constexpr uint32_t kAlt = 1u << 28;
 
-TarquilHeaderFields HeaderFor(size_t numChans) {
-  TarquilHeaderFields h;
-  h.numChans = static_cast<uint16_t>(numChans);
-  h.progScans = 1000;
-  h.preTrigRate = 100.0f;
-  h.postTrigRate = 100.0f;
-  return h;
-}
+TarquilHeaderFields HeaderFor(size_t numChans) { return {static_cast<uint16_t>(numChans), 1000, 100.0f, 100.0f}; }
 
 TEST(SrcFmtTarquilTest, DescriptionAcceptance) {
   struct Case {
