@@ -77,13 +77,6 @@ std::vector<std::string> TextAttribute(const std::string& path, const char* obje
   return texts;
 }
 
-// Converts acq into path with options (format set here); the status of the first failing step.
-int32_t ConvertTo(tvnAcq* acq, const std::string& path, tvnConvOptions options) {
-  options.format = TRAVUNE_FMT_HDF5;
-  options.dataName = path.c_str();
-  return apitest::ConvertWithHandles(acq, options);
-}
-
 // The last and the first channel of scans 100 to 349 keep their place and labels, with the
 // trigger placed from the first scan written; then an output in a missing directory fails
 // without creating it or touching the acquisition.
@@ -105,14 +98,14 @@ TEST(TgtFmtHdf5, SubsetAndRangeKeepTheirPlaceAndAMissingDirectoryFails) {
   ASSERT_EQ(tvnAcqGetChanInfo(acq, info.channels - 1, &last), TVN_OK);
 
   const int32_t pick[] = {info.channels - 1, 0};
-  tvnConvOptions part{};
+  const std::string h5 = dir.File("part.h5");
+  tvnConvOptions part = apitest::ConvOptions(TRAVUNE_FMT_HDF5, h5);
   part.first = 100;
   part.count = 250;
   part.chans = pick;
   part.numChans = 2;
   part.flags = TRAVUNE_FLAG_COMPRESS;
-  const std::string h5 = dir.File("part.h5");
-  ASSERT_EQ(ConvertTo(acq, h5, part), TVN_OK);
+  ASSERT_EQ(apitest::ConvertWithHandles(acq, part), TVN_OK);
   const Dataset data = ReadDataset(h5, "data");
   ASSERT_EQ(data.dims, (std::vector<hsize_t>{250, 2}));
   for (size_t s = 0; s < 250; ++s) {
@@ -125,9 +118,8 @@ TEST(TgtFmtHdf5, SubsetAndRangeKeepTheirPlaceAndAMissingDirectoryFails) {
   EXPECT_TRUE(ReadDataset(h5, "time").dims.empty());
   EXPECT_EQ(TextAttribute(h5, "data", "label"), (std::vector<std::string>{last.label, first.label}));
 
-  tvnConvOptions whole{};
-  whole.count = -1;
-  EXPECT_EQ(ConvertTo(acq, dir.File("missing/run.h5"), whole), TVN_ERR_OUTPUT_CREATE);
+  const std::string missing = dir.File("missing/run.h5");
+  EXPECT_EQ(apitest::ConvertWithHandles(acq, apitest::ConvOptions(TRAVUNE_FMT_HDF5, missing)), TVN_ERR_OUTPUT_CREATE);
   tvnAcqClose(acq);
   EXPECT_EQ(FileBytes(files[1]), before);
   EXPECT_FALSE(std::filesystem::exists(dir.File("missing")));

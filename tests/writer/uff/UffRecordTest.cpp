@@ -47,7 +47,8 @@ TEST(UffRecord, NumberFieldsHaveTheirExactWidth) {
 }
 
 // File times: 100-ns ticks since 1 January 1601 in universal time; the fraction of a second is
-// dropped, never rounded up. (Tick 0 and the calendar fields of the clock: the whole files.)
+// dropped, never rounded up. (Tick 0 and the clock's fields: the whole files; the calendar of
+// every day: TimeTest.EveryDayMatchesTheCLibraryAndComesBack.)
 TEST(UffRecord, DatesFromFileTimes) {
   const struct {
     uint64_t ticks;
@@ -55,8 +56,6 @@ TEST(UffRecord, DatesFromFileTimes) {
   } cases[] = {
       {116444736000000000ull, "01-Jan-70   00:00:00"},  // the Unix epoch
       {126913468290000000ull + 9999999, "05-Mar-03   14:07:09"},
-      {125963423990000000ull, "29-Feb-00   23:59:59"},
-      {157468320010000000ull, "31-Dec-99   00:00:01"},  // 2099
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.expected);
