@@ -1,7 +1,6 @@
 // A forked child process driven step by step through pipes: the parent sends one command byte,
-// the child runs it and answers with a 32-bit result. Steps of several processes can so be
-// interleaved in an exact order without sleeping. The child is a copy of the test process that
-// never returns into the test framework; it ends with _exit.
+// the child runs it and answers with a 32-bit result, so steps of several processes interleave
+// in an exact order without sleeping. The child never returns into the test framework (_exit).
 #pragma once
 
 #include <sys/wait.h>

@@ -31,7 +31,7 @@ std::string Scientific(double value, int digits, int expDigits, char mark = '.',
 
 // What printf cannot be asked for: other decimal marks, exponent letters and widths, and the
 // spellings of values that are no numbers.
-TEST(NumberTextTest, MarksExponentsAndNonFiniteValues) {
+TEST(NumberTextTest, MarksExponentsNonFiniteValuesAndHugePrecisions) {
   const struct { std::string got; const char* expected; } cases[] = {
       {Fixed(-1.25, 2, ','), "-1,25"},
       {Fixed(7.0, -1), "7.000000"},  // a negative precision means printf's default, 6
@@ -45,11 +45,8 @@ TEST(NumberTextTest, MarksExponentsAndNonFiniteValues) {
       {Scientific(kNan, 7, 2, '.', 'E'), "NAN"},  // as "%E" prints it
   };
   for (const auto& c : cases) EXPECT_EQ(c.got, c.expected);
-}
-
-TEST(NumberTextTest, HugePrecisionsStayWithinTheBound) {
+  // Huge precisions stay within the bound: canaries after it catch a write past kMaxNumberChars.
   for (const bool fixed : {true, false}) {
-    // Canaries after the bound catch a write past kMaxNumberChars.
     char buffer[kMaxNumberChars + 16];
     std::fill(buffer, buffer + sizeof buffer, '#');
     const double value = fixed ? -DBL_MAX : -DBL_MIN;
@@ -70,10 +67,9 @@ TEST(NumberTextTest, FastFormsAgreeWithPrintf) {
   // Zeros of both signs, and quotients by a power of ten that round to an exact half without
   // being one, where the side of the exact quotient decides (found by a search with exact
   // fractions).
-  const std::pair<double, int> fixed[] = {{0.0, 4},          {-0.0, 4},          {0.0, 0},
-                                          {-0.0, 8},         {7.338368349999999e+28, 7}, {7.33836835e+28, 7},
-                                          {1.38047335e+20, 7}, {1.0353335e+21, 6}, {3.99845e+23, 4},
-                                          {1.098837275e+21, 8}};
+  const std::pair<double, int> fixed[] = {{0.0, 4}, {-0.0, 4}, {0.0, 0}, {-0.0, 8}, {7.338368349999999e+28, 7},
+                                          {7.33836835e+28, 7}, {1.38047335e+20, 7}, {1.0353335e+21, 6},
+                                          {3.99845e+23, 4}, {1.098837275e+21, 8}};
   for (const auto& [value, p] : fixed) EXPECT_EQ(Scientific(value, p, 2), FormatC("%.*e", p, value)) << value;
   // Whole numbers: exact halves go to the even neighbour, negatives that round to zero keep
   // their sign, and the largest magnitudes below and at 2^53 have every digit.

@@ -37,7 +37,7 @@ testing::AssertionResult RowAgrees(const std::vector<double>& values, const std:
 
 // Rows of up to three values take the scalar routine only, longer rows four at a time with the
 // rest one by one; each edge value meets each line in every lane.
-TEST(RoundedCode, RowsAgreeWithFloorInEveryLane) {
+TEST(RoundedCode, AgreesWithFloorInEveryLaneAndOverASweep) {
   const double inf = std::numeric_limits<double>::infinity();
   const double edges[] = {
       0.0, -0.0, 1e-320, 1.5, -1.5, -1.6, 32767.4, -12345.5, -32768.0,
@@ -59,11 +59,8 @@ TEST(RoundedCode, RowsAgreeWithFloorInEveryLane) {
       ASSERT_TRUE(RowAgrees(values, rowLines));
     }
   }
-}
-
-// Quarter steps (plus 1/1024) over ±70000 and a nanocode to each side, in rows of five, so that
-// each code takes both the four-wide and the one-by-one path.
-TEST(RoundedCode, AgreesWithFloorOverASweep) {
+  // Quarter steps (plus 1/1024) over ±70000 and a nanocode to each side, in rows of five, so
+  // that each code takes both the four-wide and the one-by-one path.
   const std::vector<CodeLine> identity(5);
   for (double code = -70000.0; code <= 70000.0; code += 0.25 + 1.0 / 1024.0) {
     ASSERT_TRUE(RowAgrees({code, code + 1e-9, code - 1e-9, code + 1e-9, code}, identity));

@@ -31,22 +31,16 @@ TEST(StringTest, AppendsTakeCountsAndTheirOwnText) {
   EXPECT_TRUE(blank.IsEmpty());
 }
 
-TEST(FilePathTest, SplitAndChangeExtension) {
-  struct Case {
-    const char* path;
-    const char* dir;
-    const char* base;
-    const char* ext;
-    const char* withBin;  // after SetExtension("BIN") and Compose(null)
-  };
-  const Case cases[] = {
+TEST(FilePathTest, SplitChangeExtensionAndRefuseTooLongParts) {
+  // withBin: after SetExtension(".BIN") and Compose(null).
+  const struct { const char *path, *dir, *base, *ext, *withBin; } cases[] = {
       {"/data/run1/test.DSC", "/data/run1/", "test", ".DSC", "/data/run1/test.BIN"},
       {"dir.v2/file", "dir.v2/", "file", "", "dir.v2/file.BIN"},
       {"a/b.c/name.tar.gz", "a/b.c/", "name.tar", ".gz", "a/b.c/name.tar.BIN"},
       {".hidden", "", "", ".hidden", ".BIN"},
       {"", "", "", "", ".BIN"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     FilePath fp;
     EXPECT_STREQ(fp.Compose(c.path), c.path);
     EXPECT_STREQ(fp.Directory(), c.dir) << c.path;
@@ -58,21 +52,19 @@ TEST(FilePathTest, SplitAndChangeExtension) {
   FilePath own;
   EXPECT_STREQ(own.Compose(own.Compose("a/b.c/d.e")), "a/b.c/d.e");
   EXPECT_STREQ(own.Compose(own.Directory()), "a/b.c/");
-}
 
-// Each part holds at most its limit − 1 characters; one more and the path is refused whole,
-// with the parts of the last accepted path kept.
-TEST(FilePathTest, APartTooLongIsRefusedNotCut) {
+  // Each part holds at most its limit − 1 characters; one more and the path is refused whole,
+  // with the parts of the last accepted path kept.
   const std::string dir255 = std::string(254, 'd') + "/";
   const std::string base127(127, 'b');
   const std::string ext63 = "." + std::string(62, 'e');
-  const struct { const char* what; std::string path; bool accepted; } cases[] = {
+  const struct { const char* what; std::string path; bool accepted; } limits[] = {
       {"every part at its limit", dir255 + base127 + ext63, true},
       {"directory one over", "d" + dir255 + base127 + ext63, false},
       {"base name one over", dir255 + "b" + base127 + ext63, false},
       {"extension one over", dir255 + base127 + ext63 + "e", false},
   };
-  for (const auto& c : cases) {
+  for (const auto& c : limits) {
     FilePath fp;
     ASSERT_NE(fp.Compose("/kept/old.dsc"), nullptr);
     const char* full = fp.Compose(c.path.c_str());
@@ -84,20 +76,16 @@ TEST(FilePathTest, APartTooLongIsRefusedNotCut) {
       EXPECT_STREQ(fp.Compose(nullptr), "/kept/old.dsc") << c.what;
     }
   }
-  FilePath fp;
-  fp.Compose("/d/x.dsc");
-  EXPECT_EQ(fp.SetExtension(("." + std::string(63, 'e')).c_str()), nullptr);
-  EXPECT_STREQ(fp.Compose(nullptr), "/d/x.dsc");
+  own.Compose("/d/x.dsc");
+  EXPECT_EQ(own.SetExtension(("." + std::string(63, 'e')).c_str()), nullptr);
+  EXPECT_STREQ(own.Compose(nullptr), "/d/x.dsc");
 }
 
-TEST(TextUtilTest, BoundedCopyWritesNothingPastTheTerminator) {
-  const struct {
-    const char* text;
-    int64_t size;
-    const char* expected;
-    bool whole;
-  } cases[] = {{"hello", 5, "hell", false}, {"hello", 6, "hello", true}, {"a", 1, "", false}};
-  for (const auto& c : cases) {
+// BoundedCopy writes nothing past the terminator.
+TEST(TextUtilTest, BoundedCopyTrimAndRoundUp) {
+  const struct { const char* text; int64_t size; const char* expected; bool whole; } copies[] = {
+      {"hello", 5, "hell", false}, {"hello", 6, "hello", true}, {"a", 1, "", false}};
+  for (const auto& c : copies) {
     char destination[16];
     std::memset(destination, '#', sizeof destination);
     EXPECT_EQ(BoundedCopy(destination, c.text, c.size), c.whole) << c.text << " " << c.size;
@@ -107,9 +95,7 @@ TEST(TextUtilTest, BoundedCopyWritesNothingPastTheTerminator) {
   char untouched[4] = {'#', '#', '#', '\0'};
   EXPECT_FALSE(BoundedCopy(untouched, "abc", 0));
   EXPECT_STREQ(untouched, "###");
-}
 
-TEST(TextUtilTest, TrimAndRoundUp) {
   const struct { const char* text; const char* leading; const char* trailing; const char* expected; } trims[] = {
       {" \tkey = 1\r\n", kWhiteSpace, kWhiteSpace, "key = 1"},
       {" \t \r\n", kWhiteSpace, kWhiteSpace, ""},

@@ -15,7 +15,7 @@ constexpr int64_t kFirstDay1901 = 367;    // 1 January 1901
 constexpr int64_t kLastDay2099 = 73050;   // 31 December 2099
 constexpr int64_t kUnixEpochDay = 25569;  // 1 January 1970
 
-TEST(TimeTest, TimesOfDayAndTheCarryAtMidnight) {
+TEST(TimeTest, HandWorkedTimesAndTheCarryAtMidnight) {
   const struct { double days; int32_t year, month, day, hour, minute, second; } cases[] = {
       {37623.0 + 47655.0 / 86400.0, 103, 0, 2, 13, 14, 15},  // 2 January 2003
       {-0.25, -1, 11, 29, 18, 0, 0},                         // 29 December 1899, 18:00
@@ -35,13 +35,20 @@ TEST(TimeTest, TimesOfDayAndTheCarryAtMidnight) {
   int32_t second = 0, minute = 0, hour = 0;
   SplitSeconds(90061.5, &second, &minute, &hour);
   EXPECT_EQ(hour * 10000 + minute * 100 + second, 250101);
+  // System time fields count months and years from one.
+  SystemTime s;
+  s.milliseconds = 999;
+  DaysToSystemTime(37623.5 + 61.0 / 86400.0, &s);  // 2 January 2003, 12:01:01
+  EXPECT_EQ(s.year * 10000 + s.month * 100 + s.day, 20030102);
+  EXPECT_EQ(s.hour * 10000 + s.minute * 100 + s.second, 120101);
+  EXPECT_EQ(s.milliseconds, 999);  // left as it was
 }
 
 // Every day of the served range, and a few thousand beyond both ends, against gmtime_r where the
 // C library converts it (the Windows one has no days before 1970); from 1901 to 2099 also back
-// to the day number, with a time of day in whole seconds. Below day
-// 65536 (6 June 2079) the double resolves the day fraction to better than the half microsecond
-// added before cutting, so the second comes back exactly; above it one second may be lost.
+// to the day number, with a time of day in whole seconds. Below day 65536 (6 June 2079) the
+// double resolves the day fraction to better than the half microsecond added before cutting, so
+// the second comes back exactly; above it one second may be lost.
 TEST(TimeTest, EveryDayMatchesTheCLibraryAndComesBack) {
   for (int64_t day = -5000; day <= kLastDay2099 + 5000; ++day) {
     const time_t unixSeconds = static_cast<time_t>((day - kUnixEpochDay) * 86400);
@@ -71,15 +78,6 @@ TEST(TimeTest, EveryDayMatchesTheCLibraryAndComesBack) {
   }
 }
 
-TEST(TimeTest, SystemTimeFieldsCountFromOne) {
-  SystemTime s;
-  s.milliseconds = 999;
-  DaysToSystemTime(37623.5 + 61.0 / 86400.0, &s);  // 2 January 2003, 12:01:01
-  EXPECT_EQ(s.year * 10000 + s.month * 100 + s.day, 20030102);
-  EXPECT_EQ(s.hour * 10000 + s.minute * 100 + s.second, 120101);
-  EXPECT_EQ(s.milliseconds, 999);  // left as it was
-}
-
 TEST(TimeTest, HostileValuesDoNotCrash) {
   const double values[] = {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
                            -std::numeric_limits<double>::infinity(), 1e300, -1e300, 1e15};
@@ -92,12 +90,8 @@ TEST(TimeTest, HostileValuesDoNotCrash) {
     EXPECT_LE(t.month, 11) << v;
   }
   CalendarTime extreme;
-  extreme.year = INT32_MIN;
-  extreme.month = INT32_MAX;
-  extreme.hour = INT32_MAX;
-  extreme.minute = INT32_MIN;
-  extreme.second = INT32_MAX;
-  extreme.dayOfMonth = INT32_MAX;
+  extreme.year = extreme.minute = INT32_MIN;
+  extreme.month = extreme.hour = extreme.second = extreme.dayOfMonth = INT32_MAX;
   double days = 0.0;
   CalendarToDays(extreme, &days);
   EXPECT_TRUE(std::isfinite(days));
