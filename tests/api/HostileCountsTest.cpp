@@ -6,21 +6,12 @@
 
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "api/ApiTestKit.h"
 #include "platform/ChildProcess.h"
 #include "support/LittleEndian.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define TRAVUNE_TEST_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define TRAVUNE_TEST_ASAN 1
-#endif
-#endif
 
 namespace travune::apitest {
 namespace {
@@ -89,48 +80,33 @@ const HostileCase kCases[] = {
     {"celdrin channel at word 2^31", 6, {KeywordValue("*CHANNELS", "2147483647", ',')}, Outcome::kRefused},
 };
 
-// Data File Access knows the four original source types and the Brenlow family as Brenlow.
-int32_t DfaType(int type) { return type > TRAVUNE_SRC_CELDRIN ? TRAVUNE_SRC_BRENLOW : type; }
-
-// A child limited to 1 GiB of address space (not under AddressSanitizer, whose shadow memory
-// alone is larger) that opens the acquisition through one entry point per command:
-// a: the handle API's open, h: its conversion, m: its conversion into the block-writer library,
-// which keeps the whole conversion in memory, r: the exported open, c: their conversion,
-// d: Data File Access's open.
-std::unique_ptr<ChildProcess> LimitedChild(const std::vector<std::string>& files, int type, const std::string& out) {
-  return std::make_unique<ChildProcess>(
-      [] {
-#ifndef TRAVUNE_TEST_ASAN
-        const rlimit limit{rlim_t{1} << 30, rlim_t{1} << 30};
-        if (setrlimit(RLIMIT_AS, &limit) != 0) _exit(2);
-#endif
-      },
-      [files, type, out](char command) {
-        CvtSteps steps(files, out, out, TRAVUNE_FMT_FLOAT32);
-        steps.type = type;
-        switch (command) {
-          case 'a': {
-            tvnAcq* acq = nullptr;
-            const int32_t opened = tvnAcqOpen(files[0].c_str(), files[1].c_str(), type, &acq);
-            tvnAcqClose(acq);
-            return opened;
-          }
-          case 'h': return ConvertWithHandles(files, type, ConvOptions(TRAVUNE_FMT_FLOAT32, out));
-          case 'm': return ConvertWithHandles(files, type, ConvOptions(TRAVUNE_FMT_MESCOPE, out + ".blk"));
-          case 'r': {
-            const int32_t size = steps.Read();
-            cvtReleaseResources();
-            return size;
-          }
-          case 'c': return steps.Whole();
-          case 'd': {
-            const int32_t handle = dfaOpen(files[0].c_str(), DfaType(type));
-            if (handle >= 0) dfaClose(handle);
-            return handle;
-          }
-        }
-        return INT32_MIN;
-      });
+// One entry point per command, run in the child: a: the handle API's open, h: its conversion,
+// m: its conversion into the block-writer library, which keeps the whole conversion in memory,
+// r: the exported open, c: their conversion, d: Data File Access's open (which knows the four
+// original source types and the Brenlow family as Brenlow).
+int32_t OpenOrConvert(char command, const std::vector<std::string>& files, int type, const std::string& out) {
+  CvtSteps steps(files, out, out, TRAVUNE_FMT_FLOAT32);
+  steps.type = type;
+  tvnAcq* acq = nullptr;
+  int32_t status = INT32_MIN;
+  switch (command) {
+    case 'a':
+      status = tvnAcqOpen(files[0].c_str(), files[1].c_str(), type, &acq);
+      tvnAcqClose(acq);
+      break;
+    case 'h': return ConvertWithHandles(files, type, ConvOptions(TRAVUNE_FMT_FLOAT32, out));
+    case 'm': return ConvertWithHandles(files, type, ConvOptions(TRAVUNE_FMT_MESCOPE, out + ".blk"));
+    case 'r':
+      status = steps.Read();
+      cvtReleaseResources();
+      break;
+    case 'c': return steps.Whole();
+    case 'd':
+      status = dfaOpen(files[0].c_str(), type > TRAVUNE_SRC_CELDRIN ? TRAVUNE_SRC_BRENLOW : type);
+      if (status >= 0) dfaClose(status);
+      break;
+  }
+  return status;
 }
 
 TEST(HostileCounts, ClaimedCountsNeverAllocateBeyondTheFiles) {
@@ -142,11 +118,18 @@ TEST(HostileCounts, ClaimedCountsNeverAllocateBeyondTheFiles) {
     for (const Patch& patch : c.patches) patch(&desc);
     Store(files[0], desc);
     const auto dataBytes = static_cast<int32_t>(fs::file_size(files[1]));
-
-    const auto child = LimitedChild(files, c.type, scratch.File("out.f32"));
+    // Not limited under AddressSanitizer, whose shadow memory alone is larger than the limit.
+    ChildProcess child(
+        [] {
+#ifndef __SANITIZE_ADDRESS__
+          const rlimit limit{rlim_t{1} << 30, rlim_t{1} << 30};
+          if (setrlimit(RLIMIT_AS, &limit) != 0) _exit(2);
+#endif
+        },
+        [&](char command) { return OpenOrConvert(command, files, c.type, scratch.File("out.f32")); });
     int32_t a[6] = {-100, -100, -100, -100, -100, -100};
-    for (int i = 0; i < 6; ++i) ASSERT_TRUE(child->Ask("ahmrcd"[i], &a[i])) << "the child died at " << "ahmrcd"[i];
-    EXPECT_TRUE(ChildProcess::EndedNormally(child->Finish()));
+    for (int i = 0; i < 6; ++i) ASSERT_TRUE(child.Ask("ahmrcd"[i], &a[i])) << "the child died at " << "ahmrcd"[i];
+    EXPECT_TRUE(ChildProcess::EndedNormally(child.Finish()));
     const auto [tvnOpen, tvnConvert, tvnBlockConvert, cvtOpen, cvtConvert, dfaOpened] = a;
     if (c.outcome == Outcome::kRefused) {
       EXPECT_EQ(tvnOpen, TVN_ERR_DESC_INVALID);

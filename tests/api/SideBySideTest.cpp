@@ -4,8 +4,8 @@
 // other, temporary channel files included.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
+#include <vector>
 
 #include "api/ApiTestKit.h"
 #include "platform/ChildProcess.h"
@@ -31,8 +31,8 @@ class SideBySide : public ::testing::Test {
     return bytes;
   }
 
-  static std::unique_ptr<ChildProcess> Start(const CvtSteps& steps) {
-    return std::make_unique<ChildProcess>(nullptr, [copy = steps](char command) mutable { return copy.Run(command); });
+  static ChildProcess Start(const CvtSteps& steps) {
+    return ChildProcess(nullptr, [copy = steps](char command) mutable { return copy.Run(command); });
   }
 
   static int32_t Ask(ChildProcess& child, char command) {
@@ -41,20 +41,16 @@ class SideBySide : public ::testing::Test {
     return answer;
   }
 
-  // Converts every remaining block of each child, one block of each in turn; false when a block failed.
-  static bool ConvertRest(std::initializer_list<ChildProcess*> children) {
-    std::vector<int32_t> percent(children.size(), 0);
-    for (int round = 0; round < 10000; ++round) {
-      bool more = false;
-      size_t i = 0;
-      for (ChildProcess* child : children) {
-        if (percent[i] < 0) return false;
-        if (percent[i] < 100) percent[i] = Ask(*child, 'b');
-        more = more || percent[i++] < 100;
+  // Converts every remaining block of each child, one block of each in turn.
+  static void ConvertRest(std::vector<ChildProcess*> children) {
+    for (int round = 0; !children.empty() && round < 10000; ++round) {
+      for (auto it = children.begin(); it != children.end();) {
+        const int32_t percent = Ask(**it, 'b');
+        ASSERT_GE(percent, 0);
+        it = percent == 100 ? children.erase(it) : it + 1;
       }
-      if (!more) return true;
     }
-    return false;
+    EXPECT_TRUE(children.empty());
   }
 
   static void ExpectClosedAndEnded(ChildProcess& child) {
@@ -97,21 +93,21 @@ TEST_F(SideBySide, ASecondConversionIsRefusedAHeldFileOrRunsBesideTheFirst) {
     const CvtSteps two = Steps(c.sameAcquisition ? run_ : copy_, c.sameOutput ? one.output : name + ".two", c.format);
     const std::string referenceOne = Reference(one);
     const std::string referenceTwo = c.refusedStep == 0 ? Reference(two) : "";
-    auto first = Start(one);
-    auto second = Start(two);
-    ASSERT_EQ(Ask(*first, 'o'), 0);
+    ChildProcess first = Start(one);
+    ChildProcess second = Start(two);
+    ASSERT_EQ(Ask(first, 'o'), 0);
     if (c.refusedStep != 0) {
-      ASSERT_GE(Ask(*first, 'b'), 0);
-      EXPECT_EQ(Ask(*second, c.refusedStep), c.refusal);
-      ExpectClosedAndEnded(*second);
-      EXPECT_TRUE(ConvertRest({first.get()}));
+      ASSERT_GE(Ask(first, 'b'), 0);
+      EXPECT_EQ(Ask(second, c.refusedStep), c.refusal);
+      ExpectClosedAndEnded(second);
+      ConvertRest({&first});
     } else {
-      ASSERT_EQ(Ask(*second, 'o'), 0);
-      EXPECT_TRUE(ConvertRest({first.get(), second.get()}));
-      ExpectClosedAndEnded(*second);
+      ASSERT_EQ(Ask(second, 'o'), 0);
+      ConvertRest({&first, &second});
+      ExpectClosedAndEnded(second);
       EXPECT_TRUE(Output(two) == referenceTwo);
     }
-    ExpectClosedAndEnded(*first);
+    ExpectClosedAndEnded(first);
     EXPECT_TRUE(Output(one) == referenceOne);
     EXPECT_EQ(scratch_.TempFilesLeft(), 0) << "temporary files were left";
   }
@@ -121,32 +117,19 @@ TEST_F(SideBySide, ASecondConversionIsRefusedAHeldFileOrRunsBesideTheFirst) {
 // first keeps them, the other is refused with its own status for a held file, and succeeds once
 // the holder lets go.
 TEST_F(SideBySide, DataFileAccessAndAConversionOfTheSameAcquisitionExcludeEachOther) {
-  struct Case {
-    const char* what;
-    char hold, release;  // the holder's steps
-    char open, close;    // the other process's steps: open refused, then granted
-    int32_t refusal;
-  };
-  const Case cases[] = {
-      {"a conversion holds the data file", 'r', 'c', 'd', 'x', errInvalidFileName},
-      {"a session holds both files", 'd', 'x', 'r', 'c', TRAVUNE_ERR_DESC_OPEN},
-  };
   const int32_t dataBytes = static_cast<int32_t>(fs::file_size(run_[1]));
-  const auto succeeded = [dataBytes](char step, int32_t status) {
-    return status == (step == 'r' ? dataBytes : step == 'x' ? 1 : 0);
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
-    auto holder = Start(Steps(run_, "out.dat", TRAVUNE_FMT_FLOAT32));
-    auto other = Start(Steps(run_, "other.dat", TRAVUNE_FMT_FLOAT32));
-    ASSERT_TRUE(succeeded(c.hold, Ask(*holder, c.hold)));
-    EXPECT_EQ(Ask(*other, c.open), c.refusal);
-    EXPECT_TRUE(succeeded(c.release, Ask(*holder, c.release)));
-    EXPECT_TRUE(succeeded(c.open, Ask(*other, c.open)));
-    EXPECT_TRUE(succeeded(c.close, Ask(*other, c.close)));
-    EXPECT_TRUE(ChildProcess::EndedNormally(holder->Finish()));
-    EXPECT_TRUE(ChildProcess::EndedNormally(other->Finish()));
-  }
+  ChildProcess conversion = Start(Steps(run_, "out.dat", TRAVUNE_FMT_FLOAT32));
+  ChildProcess session = Start(Steps(run_, "other.dat", TRAVUNE_FMT_FLOAT32));
+  ASSERT_EQ(Ask(conversion, 'r'), dataBytes);
+  EXPECT_EQ(Ask(session, 'd'), errInvalidFileName);  // the conversion holds the data file
+  EXPECT_EQ(Ask(conversion, 'c'), 0);
+  EXPECT_EQ(Ask(session, 'd'), 0);
+  EXPECT_EQ(Ask(conversion, 'r'), TRAVUNE_ERR_DESC_OPEN);  // the session holds both files
+  EXPECT_EQ(Ask(session, 'x'), 1);
+  EXPECT_EQ(Ask(conversion, 'r'), dataBytes);
+  EXPECT_EQ(Ask(conversion, 'c'), 0);
+  EXPECT_TRUE(ChildProcess::EndedNormally(conversion.Finish()));
+  EXPECT_TRUE(ChildProcess::EndedNormally(session.Finish()));
 }
 
 }  // namespace

@@ -11,33 +11,11 @@
 namespace travune::apitest {
 namespace {
 
-// Several handle-API blocks at 16 channels, each large enough to be cut into chunks.
-constexpr int64_t kScans = 40000;
-
-class ThreadedFormatting : public ::testing::Test {
- protected:
-  std::string WithHandles(int32_t format, uint32_t flags, const std::string& name) const {
-    const std::string data = scratch_.File(name);
-    tvnConvOptions options = ConvOptions(format, data);
-    options.flags = flags;
-    EXPECT_EQ(ConvertWithHandles(files_, TRAVUNE_SRC_BRENLOW, options), TVN_OK);
-    return Contents(data);
-  }
-
-  // The exported functions in blocks of 4096 bytes.
-  std::string InSmallBlocks(int32_t format, uint32_t flags, const std::string& name) const {
-    CvtSteps steps(files_, scratch_.File(name + ".hdr"), scratch_.File(name), format);
-    steps.type = TRAVUNE_SRC_BRENLOW;
-    steps.flags = flags;
-    EXPECT_EQ(steps.Whole(), 0);
-    return Contents(steps.output);
-  }
-
-  Scratch scratch_;
-  const std::vector<std::string> files_ = scratch_.Sample(SampleOf(TRAVUNE_SRC_BRENLOW, kScans, 100, 16), "acq");
-};
-
-TEST_F(ThreadedFormatting, OneThreadEveryCoreAndSmallBlocksGiveTheSameBytes) {
+TEST(ThreadedFormatting, OneThreadEveryCoreAndSmallBlocksGiveTheSameBytes) {
+  // Several handle-API blocks at 16 channels, each large enough to be cut into chunks.
+  constexpr int64_t kScans = 40000;
+  const Scratch scratch;
+  const std::vector<std::string> files = scratch.Sample(SampleOf(TRAVUNE_SRC_BRENLOW, kScans, 100, 16), "acq");
   struct Case {
     int32_t format;
     uint32_t flags;
@@ -48,12 +26,23 @@ TEST_F(ThreadedFormatting, OneThreadEveryCoreAndSmallBlocksGiveTheSameBytes) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     // One output name for the three runs: the ME'scope file holds its own name.
-    const std::string threaded = WithHandles(c.format, c.flags, c.name);
+    CvtSteps steps(files, scratch.File(c.name + ".hdr"), scratch.File(c.name), c.format);
+    steps.type = TRAVUNE_SRC_BRENLOW;
+    steps.flags = c.flags;
+    const auto withHandles = [&](uint32_t flags) {
+      tvnConvOptions options = ConvOptions(c.format, steps.output);
+      options.flags = flags;
+      EXPECT_EQ(ConvertWithHandles(files, TRAVUNE_SRC_BRENLOW, options), TVN_OK);
+      return Contents(steps.output);
+    };
+    const std::string threaded = withHandles(c.flags);
     if (c.format != TRAVUNE_FMT_PERNIX) {
       EXPECT_GT(threaded.size(), static_cast<size_t>(kScans));
     }
-    EXPECT_TRUE(WithHandles(c.format, c.flags | TRAVUNE_FLAG_ONE_THREAD, c.name) == threaded);
-    EXPECT_TRUE(InSmallBlocks(c.format, c.flags, c.name) == threaded);
+    EXPECT_TRUE(withHandles(c.flags | TRAVUNE_FLAG_ONE_THREAD) == threaded);
+    // The exported functions in blocks of 4096 bytes.
+    EXPECT_EQ(steps.Whole(), 0);
+    EXPECT_TRUE(Contents(steps.output) == threaded);
   }
 }
 

@@ -17,72 +17,27 @@
 namespace travune::apitest {
 namespace {
 
-constexpr int kMostBlocks = 10000;
-
-// How the conversion in the limited child went.
-struct LimitedRun {
-  bool childLived = false;  // it answered every step and ended normally
-  int32_t lastPercent = 0;
-  int blocksWritten = 0;
-  int32_t closed = 0;
-};
+constexpr size_t kMostBlocks = 10000;
 
 class WriteFailure : public ::testing::TestWithParam<NamedFormat> {
  protected:
-  void SetUp() override {
-    steps_ = CvtSteps(scratch_.Sample(SampleOf(TRAVUNE_SRC_MORVANE, 3000), "RUN"), scratch_.File("out.hdr"),
-                      scratch_.File("out.dat"), GetParam().id);
-  }
-
-  // Converts without a limit, noting the data file's size after the open and after each block.
-  std::vector<int64_t> ReferenceSizes() {
-    std::vector<int64_t> sizes;
-    EXPECT_EQ(steps_.Open(), 0);
-    sizes.push_back(static_cast<int64_t>(fs::file_size(steps_.output)));
-    for (int32_t percent = 0; percent >= 0 && percent < 100 && sizes.size() < static_cast<size_t>(kMostBlocks);) {
-      percent = steps_.Block();
-      EXPECT_GE(percent, 0);
-      sizes.push_back(static_cast<int64_t>(fs::file_size(steps_.output)));
-    }
-    EXPECT_EQ(steps_.Close(), 0);
-    sizes.push_back(static_cast<int64_t>(fs::file_size(steps_.output)));
-    return sizes;
-  }
-
-  // The whole conversion in a child whose files may not grow beyond limit bytes; its standard
-  // error (where messages to the user go) is kept in stderr.txt.
-  LimitedRun RunLimited(rlim_t limit) {
-    const std::string messages = scratch_.File("stderr.txt");
-    CvtSteps steps = steps_;
-    ChildProcess child(
-        [limit, &messages] {
-          const int fd = ::open(messages.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-          if (fd >= 0) ::dup2(fd, STDERR_FILENO);
-          const struct rlimit fileSize = {limit, limit};
-          ::setrlimit(RLIMIT_FSIZE, &fileSize);
-          std::signal(SIGXFSZ, SIG_IGN);
-        },
-        [&steps](char command) { return steps.Run(command); });
-    LimitedRun run;
-    int32_t opened = INT32_MIN;
-    if (!child.Ask('o', &opened)) return run;
-    EXPECT_EQ(opened, 0);
-    int32_t percent = 0;
-    while (percent >= 0 && percent < 100 && run.blocksWritten < kMostBlocks) {
-      if (!child.Ask('b', &percent)) return run;
-      if (percent >= 0) ++run.blocksWritten;
-    }
-    run.lastPercent = percent;
-    run.childLived = child.Ask('c', &run.closed) && ChildProcess::EndedNormally(child.Finish());
-    return run;
-  }
-
   Scratch scratch_;
-  CvtSteps steps_;
+  CvtSteps steps_{scratch_.Sample(SampleOf(TRAVUNE_SRC_MORVANE, 3000), "RUN"), scratch_.File("out.hdr"),
+                  scratch_.File("out.dat"), GetParam().id};
 };
 
 TEST_P(WriteFailure, ALimitBelowTheOutputSizeIsReportedAndKeepsTheBlocksWritten) {
-  const std::vector<int64_t> sizes = ReferenceSizes();
+  // Without a limit: the data file's size after the open, after each block and after the close.
+  const auto size = [&] { return static_cast<int64_t>(fs::file_size(steps_.output)); };
+  std::vector<int64_t> sizes;
+  ASSERT_EQ(steps_.Open(), 0);
+  sizes.push_back(size());
+  for (int32_t percent = 0; percent < 100 && sizes.size() < kMostBlocks; sizes.push_back(size())) {
+    percent = steps_.Block();
+    ASSERT_GE(percent, 0);
+  }
+  ASSERT_EQ(steps_.Close(), 0);
+  sizes.push_back(size());
   const std::string reference = Contents(steps_.output);
   // Pernix writes no file, so the limit changes nothing.
   const bool writesNothing = GetParam().id == TRAVUNE_FMT_PERNIX;
@@ -90,36 +45,55 @@ TEST_P(WriteFailure, ALimitBelowTheOutputSizeIsReportedAndKeepsTheBlocksWritten)
   const rlim_t limit = static_cast<rlim_t>(sizes.back() / 2);
   fs::remove(steps_.output);
 
-  const LimitedRun run = RunLimited(limit);
-  ASSERT_TRUE(run.childLived);
+  // The same conversion in a child whose files may not grow beyond the limit; its standard error
+  // (where messages to the user go) is kept in stderr.txt.
+  const std::string messages = scratch_.File("stderr.txt");
+  ChildProcess child(
+      [&] {
+        const int fd = ::open(messages.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        if (fd >= 0) ::dup2(fd, STDERR_FILENO);
+        const struct rlimit fileSize = {limit, limit};
+        ::setrlimit(RLIMIT_FSIZE, &fileSize);
+        std::signal(SIGXFSZ, SIG_IGN);
+      },
+      [this](char command) { return steps_.Run(command); });
+  int32_t opened = INT32_MIN, percent = 0, closed = INT32_MIN;
+  ASSERT_TRUE(child.Ask('o', &opened));
+  EXPECT_EQ(opened, 0);
+  size_t blocksWritten = 0;
+  while (percent >= 0 && percent < 100 && blocksWritten < kMostBlocks) {
+    ASSERT_TRUE(child.Ask('b', &percent)) << "the child died at block " << blocksWritten;
+    if (percent >= 0) ++blocksWritten;
+  }
+  ASSERT_TRUE(child.Ask('c', &closed));
+  ASSERT_TRUE(ChildProcess::EndedNormally(child.Finish()));
   EXPECT_EQ(scratch_.TempFilesLeft(), 0) << "temporary files were left";
   const std::string written = Contents(steps_.output);
   EXPECT_LE(written.size(), limit);
   if (writesNothing) {
-    EXPECT_EQ(run.lastPercent, 100);
-    EXPECT_EQ(run.closed, 0);
+    EXPECT_EQ(percent, 100);
+    EXPECT_EQ(closed, 0);
     return;
   }
   if (GetParam().id == TRAVUNE_FMT_MESCOPE) {
     // The block-writer library writes the file; its failure is shown to the user and the
     // conversion closes with success.
-    EXPECT_EQ(run.closed, 0);
-    EXPECT_NE(Contents(scratch_.File("stderr.txt")).find("Failed to write converted data disk."), std::string::npos);
+    EXPECT_EQ(closed, 0);
+    EXPECT_NE(Contents(messages).find("Failed to write converted data disk."), std::string::npos);
     return;
   }
-  EXPECT_TRUE(run.lastPercent == -1 || run.closed == -1003)
-      << "the failed write went unreported: block " << run.lastPercent << ", close " << run.closed;
+  EXPECT_TRUE(percent == -1 || closed == -1003)
+      << "the failed write went unreported: block " << percent << ", close " << closed;
   // Where the session appends the blocks after the header, the block that failed is the first
   // whose end lies beyond the limit, the file ends after the last whole block before it, and
   // those blocks are the bytes a conversion without a limit wrote.
   const bool sessionAppends = sizes.size() > 2 && sizes[1] > sizes[0] && static_cast<rlim_t>(sizes[0]) <= limit;
   if (!sessionAppends) return;
-  EXPECT_EQ(run.lastPercent, -1);
-  const size_t done = static_cast<size_t>(run.blocksWritten);
-  ASSERT_LT(done + 1, sizes.size());
-  EXPECT_LE(static_cast<rlim_t>(sizes[done]), limit);
-  EXPECT_GT(static_cast<rlim_t>(sizes[done + 1]), limit);
-  ASSERT_EQ(static_cast<int64_t>(written.size()), sizes[done]);
+  EXPECT_EQ(percent, -1);
+  ASSERT_LT(blocksWritten + 1, sizes.size());
+  EXPECT_LE(static_cast<rlim_t>(sizes[blocksWritten]), limit);
+  EXPECT_GT(static_cast<rlim_t>(sizes[blocksWritten + 1]), limit);
+  ASSERT_EQ(static_cast<int64_t>(written.size()), sizes[blocksWritten]);
   const size_t headerBytes = static_cast<size_t>(sizes[0]);
   EXPECT_TRUE(written.compare(headerBytes, std::string::npos, reference, headerBytes, written.size() - headerBytes) == 0)
       << "the blocks kept differ from a conversion without a limit";

@@ -2,7 +2,8 @@
 // position N, the Nth call fails during a conversion into each format, a Data File Access session
 // and a handle-API conversion. Each run must answer with a documented status, leave no
 // descriptor, lock or temporary file behind, never report success with other bytes than a clean
-// run, and leave the library able to do the next run correctly.
+// run, and leave the library able to do the next run correctly. Then the free-space check, with
+// the free bytes the platform reports set by the test.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -45,11 +46,11 @@ constexpr int64_t kScans = 1500;
 // Enough for three handle-API blocks, whose reads and writes overlap the formatting.
 constexpr int64_t kOverlappedScans = 50000;
 
-// Every input and output name, made before a fault is armed.
+// Every input and output name, made before a fault is armed, and what a Data File Access run reads.
 struct RunFiles {
   std::vector<std::string> input;
   CvtSteps steps;
-  std::vector<float>* values = nullptr;  // what a Data File Access run reads
+  std::vector<float> values;
 };
 
 // The conversion functions, with the statuses each may give (a percentage from a block).
@@ -90,7 +91,7 @@ Outcome ReadWithDfa(RunFiles& f) {
            dfaGetAcqInfo(handle, acqAppTitle, sizeof text, text),
            dfaGetChanInfo(handle, 0, chnLabel, sizeof text, text),
            dfaGetAcqInfo(handle, acqScanTimeRel, 1, &seconds),
-           dfaGetData(handle, f.values->data(), 0, static_cast<uint32_t>(kScans), &delivered, csAllChans),
+           dfaGetData(handle, f.values.data(), 0, static_cast<uint32_t>(kScans), &delivered, csAllChans),
        }) {
     o.Check("a Data File Access query", status, status <= errNoError && status >= errBadHeaderFormat);
     allOk = allOk && status == errNoError;
@@ -133,25 +134,17 @@ std::vector<Session> AllSessions() {
   return sessions;
 }
 
-struct Kind {
-  const char* name;
-  FaultKind kind;
-};
+// The kinds of call, in the order of FaultKind.
+const char* const kKindNames[] = {"Open", "Read", "Write", "Seek", "Size", "TempFile", "Allocation"};
+static_assert(std::size(kKindNames) == static_cast<size_t>(FaultKind::kAllocation) + 1);
 
-const Kind kKinds[] = {
-    {"Open", FaultKind::kOpen}, {"Read", FaultKind::kRead},         {"Write", FaultKind::kWrite},
-    {"Seek", FaultKind::kSeek}, {"Size", FaultKind::kSize},         {"TempFile", FaultKind::kTempFile},
-    {"Allocation", FaultKind::kAllocation},
-};
-
-// Names for test listings, instead of the bytes of the records.
+// The session's name in test listings, instead of the bytes of the record.
 void PrintTo(const Session& session, std::ostream* os) { *os << session.name; }
-void PrintTo(const Kind& kind, std::ostream* os) { *os << kind.name; }
 
 // Far more calls of one kind than any of these runs makes: a walk that gets here is stuck.
 constexpr uint64_t kMostCalls = 100000;
 
-class FaultWalk : public ::testing::TestWithParam<std::tuple<Session, Kind>> {
+class FaultWalk : public ::testing::TestWithParam<std::tuple<Session, int>> {
  protected:
   void SetUp() override {
     fs::create_directories(scratch_ / "out");
@@ -159,21 +152,21 @@ class FaultWalk : public ::testing::TestWithParam<std::tuple<Session, Kind>> {
     ASSERT_EQ(files_.input.size(), 2u);
     files_.steps = CvtSteps(files_.input, (scratch_ / "out" / "result.hdr").string(),
                             (scratch_ / "out" / "result.dat").string(), std::get<0>(GetParam()).format);
-    values_.assign(static_cast<size_t>(kScans * samples::NumChannels(SampleOf(TRAVUNE_SRC_MORVANE, kScans))), 0.0f);
-    files_.values = &values_;
+    files_.values.resize(static_cast<size_t>(kScans * samples::NumChannels(SampleOf(TRAVUNE_SRC_MORVANE, kScans))));
   }
   void TearDown() override { platform::DisarmFault(); }
 
   // A run from cleared values.
   Outcome Run() {
-    std::fill(values_.begin(), values_.end(), 0.0f);
+    std::fill(files_.values.begin(), files_.values.end(), 0.0f);
     return std::get<0>(GetParam()).run(files_);
   }
 
   // What a run produced: the output files, or the values a Data File Access run read.
   std::map<std::string, std::string> Result() const {
     std::map<std::string, std::string> result = FilesBelow(scratch_ / "out");
-    result["values"] = std::string(reinterpret_cast<const char*>(values_.data()), values_.size() * sizeof(float));
+    const auto* values = reinterpret_cast<const char*>(files_.values.data());
+    result["values"] = std::string(values, files_.values.size() * sizeof(float));
     return result;
   }
 
@@ -192,7 +185,6 @@ class FaultWalk : public ::testing::TestWithParam<std::tuple<Session, Kind>> {
 
   Scratch scratch_;
   RunFiles files_;
-  std::vector<float> values_;
 };
 
 TEST_P(FaultWalk, EveryFailingCallGivesADocumentedStatusAndLeavesNothingBehind) {
@@ -203,8 +195,8 @@ TEST_P(FaultWalk, EveryFailingCallGivesADocumentedStatusAndLeavesNothingBehind) 
 
   uint64_t n = 1;
   for (; n < kMostCalls; ++n) {
-    SCOPED_TRACE(std::string(kind.name) + " call " + std::to_string(n) + " fails");
-    platform::ArmFault(kind.kind, n);
+    SCOPED_TRACE(std::string(kKindNames[kind]) + " call " + std::to_string(n) + " fails");
+    platform::ArmFault(static_cast<FaultKind>(kind), n);
     const Outcome faulted = Run();
     const bool fired = platform::FaultFired();
     platform::DisarmFault();
@@ -228,13 +220,54 @@ TEST_P(FaultWalk, EveryFailingCallGivesADocumentedStatusAndLeavesNothingBehind) 
   RecordProperty("positions", static_cast<int>(n));
 }
 
-std::string WalkName(const ::testing::TestParamInfo<std::tuple<Session, Kind>>& info) {
-  return std::string(std::get<0>(info.param).name) + "_" + std::get<1>(info.param).name;
-}
+constexpr int kKinds = static_cast<int>(std::size(kKindNames));
 
 INSTANTIATE_TEST_SUITE_P(AllSessions, FaultWalk,
-                         ::testing::Combine(::testing::ValuesIn(AllSessions()), ::testing::ValuesIn(kKinds)),
-                         WalkName);
+                         ::testing::Combine(::testing::ValuesIn(AllSessions()), ::testing::Range(0, kKinds)),
+                         [](const ::testing::TestParamInfo<std::tuple<Session, int>>& info) {
+                           return std::string(std::get<0>(info.param).name) + "_" + kKindNames[std::get<1>(info.param)];
+                         });
+
+// A conversion needing more than is free is refused with -1000 (TVN_ERR_DISK_SPACE in the handle
+// API) before any output file is touched; one byte more than it needs is enough.
+TEST(FreeSpace, AConversionNeedingMoreThanIsFreeIsRefusedAndTouchesNoFile) {
+  constexpr int64_t scans = 1000;
+  const Scratch scratch;
+  const samples::SampleSpec sample = SampleOf(TRAVUNE_SRC_MORVANE, scans);
+  const std::vector<std::string> input = scratch.Sample(sample, "RUN");
+  const std::string output = scratch.File("out.dat");
+  // Opens a conversion with freeBytes free and closes it again; the open's status.
+  const auto openWith = [&](uint64_t freeBytes, int32_t format) {
+    const CvtSteps steps(input, scratch.File("fmt.hdr"), output, format);
+    EXPECT_GE(steps.Read(), 0);
+    platform::SetFreeBytes(freeBytes);
+    const int32_t opened = steps.Init();
+    platform::ClearFreeBytes();
+    steps.Close();
+    return opened;
+  };
+  const int entries = EntriesBelow(scratch.Root()) + 1;  // the earlier output below
+  for (const NamedFormat& format : kEveryFormat) {
+    SCOPED_TRACE(format.name);
+    Store(output, std::string("an earlier file"));
+    EXPECT_EQ(openWith(0, format.id), TRAVUNE_ERR_DISK_SPACE);
+    EXPECT_EQ(Contents(output), "an earlier file");
+    EXPECT_EQ(EntriesBelow(scratch.Root()), entries) << "an output file was created beside the acquisition";
+  }
+  // Raw floats need four bytes per value: every scan of every channel; one byte more is enough.
+  const uint64_t needed = static_cast<uint64_t>(scans) * 4u * static_cast<uint64_t>(samples::NumChannels(sample));
+  EXPECT_EQ(openWith(needed, TRAVUNE_FMT_FLOAT32), TRAVUNE_ERR_DISK_SPACE);
+  EXPECT_EQ(Contents(output), "an earlier file");
+  EXPECT_EQ(openWith(needed + 1, TRAVUNE_FMT_FLOAT32), 0);
+
+  // The handle API sizes its conversion itself.
+  fs::remove(output);
+  platform::SetFreeBytes(0);
+  const int32_t status = ConvertWithHandles(input, TRAVUNE_SRC_MORVANE, ConvOptions(TRAVUNE_FMT_FLOAT32, output));
+  platform::ClearFreeBytes();
+  EXPECT_EQ(status, TVN_ERR_DISK_SPACE);
+  EXPECT_FALSE(fs::exists(output));
+}
 
 }  // namespace
 }  // namespace travune::apitest
