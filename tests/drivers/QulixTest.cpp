@@ -195,7 +195,8 @@ TEST(QulixThermocouple, RejectsBadInputAndLeavesResultAlone) {
 // R = 400 ohm * (sHi - sLo) / (rHi - rLo); with a reference span of 40000 the sense span is the
 // resistance in hundredths of an ohm. Codes straddle 32768, so a signed read would go wrong.
 // Resistances are the published Pt100 table at whole degrees; 60.02 and 138.53 ohm lie at
-// -100.582 and 100.065 °C (solved by hand), where rounding and truncation differ. Beyond the table (850 °C, -200 °C) or without a reference span the result is left alone.
+// -100.582 and 100.065 °C (solved by hand), where rounding and truncation differ. Beyond the
+// table (850 °C, -200 °C) or without a reference span the result is left alone.
 TEST(QulixRtd, MatchesPublishedTable) {
   struct Row { uint16_t sHi, sLo, rHi, rLo; int32_t status; long tenths; };
   const Row rows[] = {

@@ -102,7 +102,6 @@ std::vector<double> ScaleInBulk(const SrcFmt& source, int64_t firstScan, int64_t
   return out;
 }
 
-// GetScaledValue of every channel of every scan, in scan and channel order.
 std::vector<double> ScaleOneByOne(const SrcFmt& source, int64_t firstScan, int64_t scans) {
   std::vector<double> out(static_cast<size_t>(scans * source.GetNumChans()));
   for (size_t i = 0; i < out.size(); ++i) {

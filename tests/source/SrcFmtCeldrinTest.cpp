@@ -137,7 +137,8 @@ TEST(SrcFmtCeldrinTest, ScalesAnalogTemperatureAndDigitalChannels) {
   // lower = b - 32768 m and upper = 32767 m + b for m = gain / countsPerUnit and b = offset; in
   // these cases that differs from raw * m + b in the last bit of the double (and of the float).
   struct Exact { const char *countsPerUnit, *gain, *offset; float cpu, g, o; int16_t raw; };
-  const Exact exact[] = {{"3.3", "2.5", "0", 3.3f, 2.5f, 0.0f, 0}, {"3276.8", "0.7", "1.5", 3276.8f, 0.7f, 1.5f, -28671}};
+  const Exact exact[] = {{"3.3", "2.5", "0", 3.3f, 2.5f, 0.0f, 0},
+                         {"3276.8", "0.7", "1.5", 3276.8f, 0.7f, 1.5f, -28671}};
   for (const Exact& c : exact) {
     SrcFmtCeldrin source =
         Make(testutil::CeldrinImage({.channels = {Chan(0, "VOLTS", c.countsPerUnit, c.gain, c.offset)}}));

@@ -42,8 +42,7 @@ TEST(SrcFmtTarquilTest, DescriptionAcceptance) {
     TarquilHeaderFields h = HeaderFor(0);
     h.numChans = c.numChans;
     std::vector<uint8_t> image = testutil::TarquilImage(h, std::vector<TarquilChannelFields>(c.channels));
-    if (c.extraBytes < 0) image.resize(image.size() - static_cast<size_t>(-c.extraBytes));
-    image.resize(image.size() + static_cast<size_t>(c.extraBytes > 0 ? c.extraBytes : 0), 0);
+    image.resize(static_cast<size_t>(static_cast<int64_t>(image.size()) + c.extraBytes), 0);
     DescReader reader(image.data(), image.size());
     reader.Seek(5);
     EXPECT_EQ(IsTarquilDescription(reader), c.accepted);
