@@ -134,11 +134,8 @@ TEST(SrcFmtQuillonTest, ScanTimesAreDatedFromTheTrigger) {
     EXPECT_DOUBLE_EQ(t, 37623.5 + c.seconds / 86400.0);
     // Relative to the trigger, the same distance in days.
     const TimeFormat relative{1, 0, 0, kRefTrigger, 0};
-    double trig = 0.0;
-    ASSERT_TRUE(source.GetScanTime(c.preTrigCount, &trig));
-    double r = 0.0;
-    ASSERT_TRUE(source.GetScanTime(c.scan, &r, &relative));
-    EXPECT_NEAR(r * 86400.0, c.seconds, 1e-5);
+    ASSERT_TRUE(source.GetScanTime(c.scan, &t, &relative));
+    EXPECT_NEAR(t * 86400.0, c.seconds, 1e-5);
   }
 }
 
