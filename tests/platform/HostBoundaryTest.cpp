@@ -1,6 +1,5 @@
-// What a host process sees of the library at its boundary: its own global locale is never
-// changed, exceptions become statuses (even running out of memory), and a path the library
-// would have to cut is refused.
+// What a host process sees of the library at its boundary: its global locale is never changed,
+// exceptions become statuses (even running out of memory), and a path it would have to cut is refused.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>

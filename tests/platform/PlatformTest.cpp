@@ -1,6 +1,5 @@
-// Tests of the POSIX platform layer: exclusive file locking (between processes in SideBySide.*),
-// positioned I/O, the Windows-style file-information record, free space, private temp files and
-// locale objects. Modules are loaded by the block-writer tests (TgtFmtMEscope).
+// Tests of the POSIX platform layer: exclusive locks, positioned I/O, the file-information record,
+// free space, private temp files and locale objects (modules load in the TgtFmtMEscope tests).
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,6 +1,5 @@
-// The scientific form's fast digits against printf where they are hardest to get right: at
-// and beside rounding ties, at decade changes, for every precision the fast path serves. Runs in
-// the Windows build too, where printf is the C runtime's own.
+// The scientific form's fast digits against printf at and beside rounding ties and at decade
+// changes, for every precision the fast path serves; also on Windows, against its C runtime.
 #include <gtest/gtest.h>
 
 #include <cmath>

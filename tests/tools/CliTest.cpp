@@ -1,6 +1,5 @@
-// Runs the built travune tool in a temporary directory: exit codes, type and format names, output
-// naming, what info --json and dump print, and damaged, cut, misnamed and locked recordings and
-// outputs that must not be lost (exit status, messages, the files afterwards and their bytes).
+// Runs the built travune tool: exit codes, names, what info --json and dump print, and damaged, cut,
+// misnamed and held recordings and outputs that must not be lost (messages, files and their bytes).
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
