@@ -67,35 +67,30 @@ std::unique_ptr<FakeSource> ThreeChannels() {
   return source;
 }
 
+// Stamps asked from a relative source change nothing: TimeAxes.* finds none in its files.
 TEST(TgtFmtHalvard, DescriptionAndCodesAreExactlyTheFormats) {
-  struct Case {
+  const struct {
     const char* name;
     const char* separator;
     char mark;
-    uint32_t flags;
     const char* body;  // the description after kHead
-  };
-  const char* pointAndComma =
-      "1000.000000,500.000000\r\n*PRETRIG_COUNT\r\n000000003\r\n*CHANNELS\r\n"
-      "00000,3276.750000,Volt,V,0.000153,\r\n"
-      "00001,13107.000000,Temp,degC,2.500038,\r\n"
-      "00002,inf,Flat,,1.000000,\r\n";
-  const Case cases[] = {
-      {"comma separator, decimal point", ",", '.', 0, pointAndComma},
-      {"comma locale: semicolons and decimal commas", ";", ',', 0,
+  } cases[] = {
+      {"comma separator, decimal point", ",", '.',
+       "1000.000000,500.000000\r\n*PRETRIG_COUNT\r\n000000003\r\n*CHANNELS\r\n"
+       "00000,3276.750000,Volt,V,0.000153,\r\n"
+       "00001,13107.000000,Temp,degC,2.500038,\r\n"
+       "00002,inf,Flat,,1.000000,\r\n"},
+      {"comma locale: semicolons and decimal commas", ";", ',',
        "1000,000000;500,000000\r\n*PRETRIG_COUNT\r\n000000003\r\n*CHANNELS\r\n"
        "00000;3276,750000;Volt;V;0,000153;\r\n"
        "00001;13107,000000;Temp;degC;2,500038;\r\n"
        "00002;inf;Flat;;1,000000;\r\n"},
-      // A relative source has no dates: stamps asked for change nothing.
-      {"stamps asked from a relative source", ",", '.', 1, pointAndComma},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     ScratchDir dir;
     const std::unique_ptr<FakeSource> source = ThreeChannels();
     WriterContext context;
-    context.flags = c.flags;
     context.listSeparator = c.separator;
     context.decimalMark = c.mark;
     TgtFmtHalvard writer(source.get(), context);

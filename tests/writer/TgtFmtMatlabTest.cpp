@@ -1,6 +1,5 @@
-// MATLAB writer: the MAT-file and its text byte for byte whatever the order and size of the
-// blocks, scan ranges (rows no block reaches read as zero), blocks outside the matrix and blanks
-// in the file name.
+// MATLAB writer: the MAT-file and its text byte for byte in any block order, refused blocks and
+// names, and scan ranges (rows no block reaches read as zero).
 #include <gtest/gtest.h>
 
 #include <cmath>
