@@ -187,9 +187,9 @@ TEST(TgtFmtMEscope, EveryMessageAndFailurePath) {
   const std::string call = "Error: Failed call to Vibrant Technologies WrtBlk32 DLL.\n";
   const std::string write = "Error: Failed to write converted data disk.\n";
   const double none = 0.0;  // a sample the library never received
-  const char* kReal = "wrtblk32";
-  const char* kFailing = "wrtblk32_failing";
-  const char* kAbsent = "wrtblk32_absent";
+  constexpr const char* kReal = "wrtblk32";
+  constexpr const char* kFailing = "wrtblk32_failing";
+  constexpr const char* kAbsent = "wrtblk32_absent";
   using enum Scene;
   struct Case {
     const char* name;
@@ -204,7 +204,8 @@ TEST(TgtFmtMEscope, EveryMessageAndFailurePath) {
     std::vector<double> values;  // the block file's values, when one is written
   };
   const std::vector<double> all = {1.5, -2.0, 0.1f, 1.0f / 3.0f, 1e8, 1e-10f};
-  const std::vector<int64_t> ok = {0, 0, 0}, refused = {-1, -1, -1};
+  const std::vector<int64_t> ok = {0, 0, 0};
+  const std::vector<int64_t> refused = {-1, -1, -1};
   const Case cases[] = {
       {"written", kReal, kUniform, nullptr, 0, 0, true, ok, "", all},
       {"version 3 accepted", kFailing, kUniform, "GETWRTBLOCKVERSION", 0, 3, true, ok, "", all},
