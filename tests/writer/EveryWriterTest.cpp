@@ -1,8 +1,6 @@
-// Every source type into every writer, each output read back by an independent decoder of its
-// format: the values are the scaled values (to what the format holds), a channel subset gives
-// exactly the full output's columns, a scan range exactly its rows, and the bytes do not depend
-// on the blocks (the exported functions in tiny blocks against the handle API in one block or
-// in several), on the process locale, nor on a decimal mark the format does not print.
+// Every source type into every writer, read back by an independent decoder of each format: the
+// scaled values, subsets and ranges of the full output, and bytes that depend neither on the
+// blocks, the process locale nor a decimal mark the format does not print.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -23,6 +21,7 @@ namespace travune::testing {
 namespace {
 
 namespace fs = std::filesystem;
+using Files = std::pair<std::string, std::string>;  // data and header (empty when none)
 
 // How a decoded value stands to the scaled value x of its channel. Formats of 16-bit codes hold
 // values inside the channel's range only (outside it the codes wrap, as their writers' own tests
@@ -36,7 +35,7 @@ struct Writer {
   bool printsMark;  // numbers in the user's decimal mark; the others ignore it
 };
 
-// Raw floats, read back with nothing but the byte order.
+// Raw floats, read back with nothing but the byte order; the shape comes from the caller.
 Decoded DecodeFloat32(const std::string& data, const std::string&) {
   const std::string bytes = FileContents(data);
   Decoded d;
@@ -78,13 +77,26 @@ const Source kSources[] = {
 
 platform::LocalTime FixedClock() { return {2026, 11, 23, 12, 0, 0, 0}; }
 
+std::string Trace(const Source& source, const char* how, const Writer& writer) {
+  return std::string(source.name) + how + tvnFormatName(writer.format, 0);
+}
+
 class EveryWriter : public ::testing::Test {
  protected:
-  // Converts through the handle API block by block (*blocks receives how many); the data and
-  // header file names, or empty on failure.
-  std::pair<std::string, std::string> Convert(tvnAcq* acq, int32_t format, const std::string& stem,
-                                              const std::vector<int32_t>& chans, int64_t first = 0,
-                                              int64_t count = -1, int64_t* blocks = nullptr) {
+  // The generated acquisition of source (trigger at scan 17) opened; files_ names its files.
+  tvnAcq* Open(const Source& source, int64_t scans, int chans) {
+    files_ = scratch_.Sample(apitest::SampleOf(source.type, scans, 17, chans, source.packed, source.stamps),
+                             source.name);
+    tvnAcq* acq = nullptr;
+    const int32_t status = files_.size() == 2 ? tvnAcqOpen(files_[0].c_str(), files_[1].c_str(), source.type, &acq) : -1;
+    EXPECT_EQ(status, TVN_OK);
+    return acq;
+  }
+
+  // Converts through the handle API block by block (*blocks receives how many); the output
+  // files, or empty names on failure.
+  Files Convert(tvnAcq* acq, int32_t format, const std::string& stem, const std::vector<int32_t>& chans,
+                int64_t first = 0, int64_t count = -1, int64_t* blocks = nullptr) {
     char ext1[16], ext2[16];
     EXPECT_EQ(cvtGetFormatById(format, 0, nullptr, ext1, ext2, nullptr, nullptr), 1);
     // Formats share extensions: the stem names the format too.
@@ -107,18 +119,47 @@ class EveryWriter : public ::testing::Test {
     if (status == TVN_OK) status = tvnConvFinish(conv);
     tvnConvClose(conv);
     EXPECT_EQ(status, TVN_OK) << tvnStatusText(status);
-    return status == TVN_OK ? std::make_pair(data, header) : std::make_pair(std::string(), std::string());
+    return status == TVN_OK ? Files(data, header) : Files();
+  }
+
+  // The exported functions in blocks of blockBytes raw bytes into the names of each writer's
+  // handle-API output, whose bytes they must give again (the files are removed afterwards): under
+  // a process locale that prints decimal commas (where installed) and, for formats that print no
+  // decimal mark, with the user's mark ','.
+  void ExpectExportedBlocksGiveTheBytes(const Source& source, const std::vector<Files>& outputs,
+                                        int64_t blockBytes) {
+    for (size_t w = 0; w < outputs.size(); ++w) {
+      SCOPED_TRACE(Trace(source, " in small blocks into ", kWriters[w]));
+      const auto& [data, header] = outputs[w];
+      ASSERT_FALSE(data.empty());
+      const std::string dataBytes = FileContents(data);
+      const std::string headerBytes = header.empty() ? "" : FileContents(header);
+      fs::remove(data);
+      if (!header.empty()) fs::remove(header);
+      ConversionRequest blocks;
+      blocks.files = files_;
+      blocks.sourceType = source.type;
+      blocks.format = kWriters[w].format;
+      blocks.blockBytes = blockBytes;
+      blocks.mark = kWriters[w].printsMark ? platform::UserNumberConventions().decimalMark : ',';
+      blocks.data = data;
+      blocks.header = header.empty() ? data : header;
+      const std::string previous = std::setlocale(LC_ALL, nullptr);
+      std::setlocale(LC_ALL, "de_DE.UTF-8");
+      const int32_t status = testing::Convert(blocks);
+      std::setlocale(LC_ALL, previous.c_str());
+      ASSERT_EQ(status, 0);
+      EXPECT_TRUE(FileContents(data) == dataBytes) << "data bytes differ";
+      EXPECT_TRUE(header.empty() || FileContents(header) == headerBytes) << "header differs";
+      fs::remove(data);
+      if (!header.empty()) fs::remove(header);
+    }
   }
 
   apitest::Scratch scratch_{FixedClock};
   const fs::path dir_ = scratch_.Root();
+  std::vector<std::string> files_;
 };
-
-// A decoder of raw floats knows no channel count: give it the acquisition's.
-void Shape(Decoded* d, int32_t chans) {
-  d->chans = chans;
-  d->scans = static_cast<int64_t>(d->values.size()) / chans;
-}
 
 // The value a format holds for x, and how far a decoded value may lie from it.
 bool Matches(Holds holds, const Decoded& d, double decoded, double x, const tvnChanInfo& chan) {
@@ -138,9 +179,12 @@ bool Matches(Holds holds, const Decoded& d, double decoded, double x, const tvnC
 }
 
 // A converted file read back; raw floats take their shape from the channels converted.
-Decoded Decode(const Writer& writer, const std::string& data, const std::string& header, int32_t chans) {
-  Decoded d = data.empty() ? Decoded{} : writer.decode(data, header);
-  if (writer.decode == DecodeFloat32) Shape(&d, chans);
+Decoded Decode(const Writer& writer, const Files& files, int32_t chans) {
+  Decoded d = files.first.empty() ? Decoded{} : writer.decode(files.first, files.second);
+  if (writer.decode == DecodeFloat32) {
+    d.chans = chans;
+    d.scans = static_cast<int64_t>(d.values.size()) / chans;
+  }
   return d;
 }
 
@@ -160,66 +204,28 @@ void ExpectRowsOf(const Decoded& full, const Decoded& part, int64_t first, int64
   }
 }
 
-// A range near the end of the 257 scans.
-constexpr int64_t kRangeFirst = 211;
-constexpr int64_t kRangeCount = 40;
-
-// The exported functions in blocks of blockBytes raw bytes into the names of a handle-API
-// conversion, whose bytes they must give again: under a process locale that prints decimal
-// commas (where installed) and, for formats that print no decimal mark, with the user's mark ','.
-void ExpectTheBytesOfExportedBlocks(const std::vector<std::string>& files, const Source& source,
-                                    const Writer& writer, const std::string& data, const std::string& header,
-                                    int64_t blockBytes) {
-  const std::string dataBytes = FileContents(data);
-  const std::string headerBytes = header.empty() ? "" : FileContents(header);
-  fs::remove(data);
-  if (!header.empty()) fs::remove(header);
-  ConversionRequest blocks;
-  blocks.files = files;
-  blocks.sourceType = source.type;
-  blocks.format = writer.format;
-  blocks.blockBytes = blockBytes;
-  blocks.mark = writer.printsMark ? platform::UserNumberConventions().decimalMark : ',';
-  blocks.data = data;
-  blocks.header = header.empty() ? data : header;
-  const std::string previous = std::setlocale(LC_ALL, nullptr);
-  std::setlocale(LC_ALL, "de_DE.UTF-8");
-  const int32_t status = testing::Convert(blocks);
-  std::setlocale(LC_ALL, previous.c_str());
-  ASSERT_EQ(status, 0);
-  EXPECT_TRUE(FileContents(data) == dataBytes) << "data bytes differ";
-  EXPECT_TRUE(header.empty() || FileContents(header) == headerBytes) << "header differs";
-}
-
+// 257 scans; the range lies near their end; the exported functions take blocks of 97 bytes.
 TEST_F(EveryWriter, HoldsTheScaledValuesInAnySubsetRangeAndBlockSize) {
   for (const Source& source : kSources) {
-    const samples::SampleSpec sample = apitest::SampleOf(source.type, 257, 17, 0, source.packed, source.stamps);
-    const std::vector<std::string> files = scratch_.Sample(sample, source.name);
-    ASSERT_EQ(files.size(), 2u);
-    tvnAcq* acq = nullptr;
-    ASSERT_EQ(tvnAcqOpen(files[0].c_str(), files[1].c_str(), source.type, &acq), TVN_OK);
+    tvnAcq* acq = Open(source, 257, 0);
+    ASSERT_NE(acq, nullptr);
     tvnAcqInfo info;
     ASSERT_EQ(tvnAcqGetInfo(acq, &info), TVN_OK);
     const size_t chans = static_cast<size_t>(info.channels);
     std::vector<tvnChanInfo> channel(chans);
-    for (size_t c = 0; c < chans; ++c) ASSERT_EQ(tvnAcqGetChanInfo(acq, static_cast<int32_t>(c), &channel[c]), TVN_OK);
+    std::vector<int32_t> every(chans);
+    for (size_t c = 0; c < chans; ++c) {
+      ASSERT_EQ(tvnAcqGetChanInfo(acq, static_cast<int32_t>(c), &channel[c]), TVN_OK);
+      every[c] = static_cast<int32_t>(c);
+    }
     std::vector<double> scaled(static_cast<size_t>(info.scans) * chans);
     ASSERT_EQ(tvnAcqReadFloat64(acq, 0, info.scans, nullptr, 0, scaled.data()), TVN_OK);
-    // The last channel, then the first: a subset that also reorders.
-    const std::vector<int32_t> subset = {info.channels - 1, 0};
-    struct FullFiles {
-      const Writer* writer;
-      std::string data, header;
-    };
-    std::vector<FullFiles> fullFiles;
-    std::vector<int32_t> every(chans);
-    for (size_t c = 0; c < chans; ++c) every[c] = static_cast<int32_t>(c);
-
+    const std::vector<int32_t> subset = {info.channels - 1, 0};  // a subset that also reorders
+    std::vector<Files> outputs;
     for (const Writer& writer : kWriters) {
-      SCOPED_TRACE(std::string(source.name) + " into " + tvnFormatName(writer.format, 0));
-      const auto [data, header] = Convert(acq, writer.format, "full", {});
-      ASSERT_FALSE(data.empty());
-      const Decoded full = Decode(writer, data, header, info.channels);
+      SCOPED_TRACE(Trace(source, " into ", writer));
+      outputs.push_back(Convert(acq, writer.format, "full", {}));
+      const Decoded full = Decode(writer, outputs.back(), info.channels);
       ASSERT_TRUE(full.ok);
       ASSERT_EQ(full.scans, info.scans);
       ASSERT_EQ(full.chans, info.channels);
@@ -231,23 +237,12 @@ TEST_F(EveryWriter, HoldsTheScaledValuesInAnySubsetRangeAndBlockSize) {
                         << ", scaled " << scaled[i];
         }
       }
-
-      const auto [subData, subHeader] = Convert(acq, writer.format, "subset", subset);
-      ExpectRowsOf(full, Decode(writer, subData, subHeader, 2), 0, info.scans, subset);
-      const auto [rangeData, rangeHeader] = Convert(acq, writer.format, "range", {}, kRangeFirst, kRangeCount);
-      ExpectRowsOf(full, Decode(writer, rangeData, rangeHeader, info.channels), kRangeFirst, kRangeCount, every);
-
-      fullFiles.push_back({&writer, data, header});
-      for (const std::string& name : {subData, subHeader, rangeData, rangeHeader}) {
-        if (!name.empty()) fs::remove(name);
-      }
+      ExpectRowsOf(full, Decode(writer, Convert(acq, writer.format, "subset", subset), 2), 0, info.scans, subset);
+      ExpectRowsOf(full, Decode(writer, Convert(acq, writer.format, "range", {}, 211, 40), info.channels), 211, 40,
+                   every);
     }
-    tvnAcqClose(acq);
-    // The exported functions (which open the files themselves) in blocks of a few scans.
-    for (const FullFiles& full : fullFiles) {
-      SCOPED_TRACE(std::string(source.name) + " in small blocks into " + tvnFormatName(full.writer->format, 0));
-      ExpectTheBytesOfExportedBlocks(files, source, *full.writer, full.data, full.header, 97);
-    }
+    tvnAcqClose(acq);  // the exported functions open the files themselves
+    ExpectExportedBlocksGiveTheBytes(source, outputs, 97);
   }
 }
 
@@ -256,28 +251,17 @@ TEST_F(EveryWriter, HoldsTheScaledValuesInAnySubsetRangeAndBlockSize) {
 TEST_F(EveryWriter, HandleApiBlocksGiveTheBytesOfSmallExportedBlocks) {
   for (const Source& source : kSources) {
     if (!source.manyBlocks) continue;
-    const samples::SampleSpec sample = apitest::SampleOf(source.type, 20000, 17, 16, source.packed, source.stamps);
-    const std::vector<std::string> files = scratch_.Sample(sample, source.name);
-    ASSERT_EQ(files.size(), 2u);
-    // The handle API first: the exported functions open the acquisition once it is closed.
-    tvnAcq* acq = nullptr;
-    ASSERT_EQ(tvnAcqOpen(files[0].c_str(), files[1].c_str(), source.type, &acq), TVN_OK);
-    std::vector<std::pair<std::string, std::string>> outputs;
+    tvnAcq* acq = Open(source, 20000, 16);
+    ASSERT_NE(acq, nullptr);
+    std::vector<Files> outputs;
     for (const Writer& writer : kWriters) {
-      SCOPED_TRACE(std::string(source.name) + " into " + tvnFormatName(writer.format, 0));
+      SCOPED_TRACE(Trace(source, " into ", writer));
       int64_t blocks = 0;
       outputs.push_back(Convert(acq, writer.format, "long", {}, 0, -1, &blocks));
       EXPECT_GT(blocks, 1) << "the acquisition fits one block: nothing is compared";
     }
     tvnAcqClose(acq);
-    for (size_t w = 0; w < outputs.size(); ++w) {
-      SCOPED_TRACE(std::string(source.name) + " in small blocks into " + tvnFormatName(kWriters[w].format, 0));
-      const auto& [data, header] = outputs[w];
-      ASSERT_FALSE(data.empty());
-      ExpectTheBytesOfExportedBlocks(files, source, kWriters[w], data, header, 4096);
-      fs::remove(data);
-      if (!header.empty()) fs::remove(header);
-    }
+    ExpectExportedBlocksGiveTheBytes(source, outputs, 4096);
   }
 }
 

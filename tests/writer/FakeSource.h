@@ -1,5 +1,5 @@
 // A source for writer tests: channel facts, rates, trigger and time base are set directly and
-// every scaled value comes from a table, so expected output follows from the table alone.
+// every scaled value (and, when set, every native time) comes from a table.
 #pragma once
 
 #include <cstring>
@@ -39,12 +39,22 @@ class FakeSource : public SrcFmt {
     startDays_ = startDays;
   }
   void SetUntimed() { native_.timed = 0; }
+  // Native scan times from a table (none outside it), in the given time format.
+  void SetTimes(const TimeFormat& format, std::vector<double> times) {
+    native_ = format;
+    times_ = std::move(times);
+  }
   void SetTitle(std::string title, std::string version) {
     title_ = std::move(title);
     version_ = std::move(version);
   }
 
   bool GetNativeScanTime(int64_t scan, double* out) override {
+    if (!times_.empty()) {
+      if (scan < 0 || static_cast<size_t>(scan) >= times_.size()) return false;
+      *out = times_[static_cast<size_t>(scan)];
+      return true;
+    }
     if (!native_.timed) {
       *out = static_cast<double>(scan - preTrig_);
       return true;
@@ -87,6 +97,7 @@ class FakeSource : public SrcFmt {
  private:
   std::vector<FakeChannel> channels_;
   std::vector<double> values_;
+  std::vector<double> times_;
   double pre_ = 100.0;
   double post_ = 100.0;
   int64_t preTrig_ = 0;

@@ -1,6 +1,5 @@
-// DASYLab writer: the whole file byte for byte for a small acquisition, the start time from the
-// clock or from scan 0's date, block sizes, channel lines cut to 35 bytes, rate 0, and the
-// rounding and wrapping of 16-bit codes.
+// DASYLab writer: the whole file byte for byte, the header's facts for various sources (start
+// time, block size, lines cut to 35 bytes, rate 0) and the code line of each channel's range.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -92,91 +91,66 @@ TEST_F(TgtFmtDASYLabTest, WholeFileByteForByte) {
   EXPECT_EQ(files.data.substr(files.data.size() - 16), codes);
 }
 
-// A dated source starts at scan 0's date (a relative one at the clock: WholeFileByteForByte).
-TEST_F(TgtFmtDASYLabTest, StartTimeFromScanZerosDate) {
-  const double seconds14_30_15_25 = 14 * 3600 + 30 * 60 + 15.25;
-  const double seconds08_07_06 = 8 * 3600 + 7 * 60 + 6;
+// The header's facts for one channel: the channel line (cut to 35 bytes), the block of the
+// largest divisor of the total up to 512, and in the global record (35 bytes after the line) the
+// sample distance at 20 and the start time at 28: the clock's for a relative source, else the
+// whole seconds of scan 0's date.
+TEST_F(TgtFmtDASYLabTest, HeaderFollowsTheSourceFacts) {
+  const uint32_t clock = 1041517805u;  // 2003-01-02 14:30:05, seconds after 1970
+  const std::string line = "               a\tV               \r\n";
+  const double inf = std::numeric_limits<double>::infinity();
   const struct {
     const char* name;
-    double startDays;
+    FakeChannel chan;
+    int64_t total;
+    double rate, startDays;  // startDays 0: a relative source
     int64_t preTrig;
-    const char* line;
+    std::string textLine, channelLine;
+    uint16_t blockScans;
+    double distance;
     uint32_t unixSeconds;
   } cases[] = {
-      // Whole seconds of the calendar date: the quarter second is dropped.
-      {"absolute source: scan 0", 37623.0 + seconds14_30_15_25 / 86400.0, 0,
-       "START TIME\t= 1/2/2003 14:30:15\r\n", 1041517815u},
-      {"absolute, trigger later", 44509.0 + seconds08_07_06 / 86400.0, 2, "START TIME\t= 11/9/2021 08:07:06\r\n",
-       1636445226u},
+      {"a prime above 512: blocks of 1", {"a", "V"}, 1009, 100, 0, 0, "TOTAL SCANS\t= 1009\r\n", line, 1, 0.01, clock},
+      {"no scans: 512", {"a", "V"}, 0, 100, 0, 0, "TOTAL SCANS\t= 0\r\n", line, 512, 0.01, clock},
+      {"1026 = 2 x 27 x 19: 342", {"a", "V"}, 1026, 100, 0, 0, "TOTAL SCANS\t= 1026\r\n", line, 342, 0.01, clock},
+      {"1536: 512", {"a", "V"}, 1536, 100, 0, 0, "TOTAL SCANS\t= 1536\r\n", line, 512, 0.01, clock},
+      {"a long label is cut at 35 bytes", {"ABCDEFGHIJKLMNOPQRSTU", "V"}, 3, 100, 0, 0, "TOTAL SCANS\t= 3\r\n",
+       "ABCDEFGHIJKLMNOPQRSTU\tV" + std::string(12, ' '), 3, 0.01, clock},
+      {"long units too", {"a", "0123456789abcdefghij"}, 3, 100, 0, 0, "TOTAL SCANS\t= 3\r\n",
+       "               a\t0123456789abcdefgh", 3, 0.01, clock},
+      {"rate 0: an infinite sample distance", {"a", "V"}, 2, 0, 0, 0, "SAMPLE RATE\t= 0.000000 \r\n", line, 2, inf,
+       clock},
+      // 14:30:15.25 on 2 January 2003: the quarter second is dropped.
+      {"absolute source: scan 0", {"a", "V"}, 4, 100, 37623.0 + (14 * 3600 + 30 * 60 + 15.25) / 86400.0, 0,
+       "START TIME\t= 1/2/2003 14:30:15\r\n", line, 4, 0.01, 1041517815u},
+      {"absolute, trigger later", {"a", "V"}, 4, 100, 44509.0 + (8 * 3600 + 7 * 60 + 6) / 86400.0, 2,
+       "START TIME\t= 11/9/2021 08:07:06\r\n", line, 4, 0.01, 1636445226u},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    FakeSource source({{"a", "V"}}, {0.0, 1.0, 2.0, 3.0});
+    FakeSource source({c.chan}, {0.0, 1.0, 2.0, 3.0});
+    source.SetRates(c.rate, c.rate);
     source.SetPreTrigCount(c.preTrig);
-    source.SetAbsolute(c.startDays);
-    const auto files = Run(source, 4);
-    EXPECT_NE(files.data.find(c.line), std::string::npos);
-    const size_t global = files.data.find(" CHANNEL\tUNIT:\r\n") + 16 + 35;
-    EXPECT_EQ(le::U32(Bytes(files.data, global + 28)), c.unixSeconds);
-  }
-}
-
-TEST_F(TgtFmtDASYLabTest, HeaderFieldsFollowTheSourceFacts) {
-  const std::string line = "               a\tV               \r\n";
-  const struct {
-    const char* name;
-    int64_t total;
-    FakeChannel chan;
-    uint16_t blockScans;  // the largest divisor of the total up to 512
-    std::string channelLine;
-  } cases[] = {
-      {"a prime above 512: blocks of 1", 1009, {"a", "V"}, 1, line},
-      {"no scans: 512", 0, {"a", "V"}, 512, line},
-      {"1026 = 2 x 27 x 19: 342", 1026, {"a", "V"}, 342, line},
-      {"1536: 512", 1536, {"a", "V"}, 512, line},
-      {"a long label is cut at 35 bytes", 3, {"ABCDEFGHIJKLMNOPQRSTU", "V"}, 3,
-       "ABCDEFGHIJKLMNOPQRSTU\tV" + std::string(12, ' ')},
-      {"long units too", 3, {"a", "0123456789abcdefghij"}, 3, "               a\t0123456789abcdefgh"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    FakeSource source({c.chan}, {0.0});
+    if (c.startDays > 0) source.SetAbsolute(c.startDays);
     const auto files = Run(source, c.total);
+    EXPECT_NE(files.data.find(c.textLine), std::string::npos);
     const size_t lines = files.data.find(" CHANNEL\tUNIT:\r\n") + 16;
     EXPECT_EQ(files.data.substr(lines, 35), c.channelLine);
-    EXPECT_EQ(le::U16(Bytes(files.data, lines + 35 + 42)), c.blockScans);
-    EXPECT_NE(files.data.find("TOTAL SCANS\t= " + std::to_string(c.total) + "\r\n"), std::string::npos);
-    const std::string label(files.data.data() + lines + 35 + 52 + 4);
-    EXPECT_EQ(label, c.chan.label);
+    const size_t global = lines + 35;
+    EXPECT_EQ(le::F64(Bytes(files.data, global + 20)), c.distance);
+    EXPECT_EQ(le::U32(Bytes(files.data, global + 28)), c.unixSeconds);
+    EXPECT_EQ(le::U16(Bytes(files.data, global + 42)), c.blockScans);
+    EXPECT_EQ(std::string(files.data.data() + global + 52 + 4), c.chan.label);  // the record's label
   }
 }
 
-TEST_F(TgtFmtDASYLabTest, RateZeroGivesAnInfiniteSampleDistance) {
-  FakeSource source({{"a", "V"}}, {1.0, 2.0});
-  source.SetRates(0.0, 0.0);
-  const auto files = Run(source, 2);
-  EXPECT_NE(files.data.find("SAMPLE RATE\t= 0.000000 \r\n"), std::string::npos);
-  const size_t global = files.data.find(" CHANNEL\tUNIT:\r\n") + 16 + 35;
-  EXPECT_EQ(le::F64(Bytes(files.data, global + 20)), std::numeric_limits<double>::infinity());
-}
-
-TEST_F(TgtFmtDASYLabTest, CodesRoundHalfUpAndKeepTheLow16Bits) {
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  const double inf = std::numeric_limits<double>::infinity();
+// The line through (lower, 0) and (upper, 65535) of each channel; its rounding (half up) and
+// wrapping of the low 16 bits are RoundedCode's and show in WholeFileByteForByte.
+TEST_F(TgtFmtDASYLabTest, CodesFollowTheLineOfEachChannelsRange) {
   const struct {
     double lower, upper, value;
     uint16_t code;
   } cases[] = {
-      // Range 0 to 65535: the code is the value rounded half up (2.5 up, -0.5 up to 0, -0.51
-      // down to -1).
-      {0.0, 65535.0, 2.5, 3},
-      {0.0, 65535.0, -0.5, 0},
-      {0.0, 65535.0, -0.51, 65535},  // -1
-      {0.0, 65535.0, 65535.5, 0},    // 65536
-      {0.0, 65535.0, 1e12, 4096},   // 1e12 mod 65536
-      {0.0, 65535.0, -3e9, 41472},  // -3e9 mod 65536
-      {0.0, 65535.0, nan, 0},
-      {0.0, 65535.0, inf, 0},
       {-1.0, 1.0, 1.0, 65535},
       {-1.0, 1.0, 0.0, 32768},  // 32767.5 rounds up
       // A zero-width range divides by 1: code = (value - 5) x 65535.

@@ -11,8 +11,8 @@
 
 #include "writer/FakeSource.h"
 #include "writer/TgtFmtAscii.h"
-#include "writer/WriterRuns.h"
 #include "writer/TgtFmtText.h"
+#include "writer/WriterRuns.h"
 
 namespace travune {
 namespace {
@@ -23,24 +23,6 @@ using testing::ScratchDir;
 
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
-
-// A fake source whose native scan times come from a table, in a chosen time format.
-class TimedSource : public FakeSource {
- public:
-  TimedSource(std::vector<FakeChannel> channels, std::vector<double> values, const TimeFormat& format,
-              std::vector<double> times)
-      : FakeSource(std::move(channels), std::move(values)), times_(std::move(times)) {
-    native_ = format;
-  }
-  bool GetNativeScanTime(int64_t scan, double* out) override {
-    if (scan < 0 || static_cast<size_t>(scan) >= times_.size()) return false;
-    *out = times_[static_cast<size_t>(scan)];
-    return true;
-  }
-
- private:
-  std::vector<double> times_;
-};
 
 enum class Kind { kText, kAscii };
 
@@ -162,7 +144,8 @@ TEST(TgtFmtText, GoldenLinesForEveryBlockSizeAndProcessLocale) {
   const std::string previous = std::setlocale(LC_ALL, nullptr);
   for (const Golden& g : Goldens()) {
     SCOPED_TRACE(g.name);
-    TimedSource source(g.channels, g.values, g.time, g.times);
+    FakeSource source(g.channels, g.values);
+    source.SetTimes(g.time, g.times);
     const int64_t scans = static_cast<int64_t>(g.times.size());
     for (const int64_t blockScans : {scans, int64_t{1}, int64_t{3}, int64_t{-1}}) {
       const bool german = blockScans < 0 && std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "writer/WriterRuns.h"
 #include "writer/FakeSource.h"
 #include "writer/TgtFmtWav.h"
+#include "writer/WriterRuns.h"
 
 namespace travune {
 namespace {
@@ -65,14 +65,13 @@ TEST(TgtFmtWav, HeadAndFramesAreExactlyTheFormats) {
   }
 }
 
-// A scan range of a generated acquisition (through the exported functions): the head of the
-// whole conversion, sized for every scan of the data file, then the frames of those scans.
+// A scan range (through the exported functions): the head of the whole conversion, sized for
+// every scan of the data file, then the frames of those scans.
 TEST(TgtFmtWav, AScanRangeKeepsTheHeadOfEveryScan) {
   ScratchDir dir;
   const samples::SampleSpec sample = testing::SampleOf(TRAVUNE_SRC_CELDRIN, 1200, 100);
   testing::ConversionRequest request;
   request.files = testing::WriteSampleFiles(sample, dir, "acq");
-  ASSERT_EQ(request.files.size(), 2u);
   request.sourceType = sample.type;
   request.format = TRAVUNE_FMT_WAV;
   request.output = dir.File("whole.wav");
@@ -80,13 +79,12 @@ TEST(TgtFmtWav, AScanRangeKeepsTheHeadOfEveryScan) {
   const std::string whole = testing::FileBytes(request.output);
   const size_t block = 2 * static_cast<size_t>(samples::NumChannels(sample));
   ASSERT_EQ(whole.size(), kHead + 1200 * block);
-
   request.output = dir.File("range.wav");
   request.firstScan = 37;
   request.scanCount = 500;
   ASSERT_EQ(testing::Convert(request), 0);
-  const std::string range = testing::FileBytes(request.output);
-  EXPECT_TRUE(range == whole.substr(0, kHead) + whole.substr(kHead + 37 * block, 500 * block));
+  EXPECT_TRUE(testing::FileBytes(request.output) ==
+              whole.substr(0, kHead) + whole.substr(kHead + 37 * block, 500 * block));
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // The time axes of generated acquisitions of every source type (rates, stamps, own stamps, dates)
-// in every writer that writes one, read back by the format's decoder and held to the generator's
-// own clock, for whole conversions and scan ranges. Values are the every-writer walk's.
+// in every writer that writes one, read back by the format's decoder against the generator's clock.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -41,11 +40,7 @@ Axis SheetAxis(const std::string& data, const std::string&) {
 
 // The time channel, implicit or explicit, in seconds from the trigger as floats.
 Axis DIAdemAxis(const std::string& data, const std::string& header) {
-  Axis axis;
-  axis.seconds = DecodeDIAdemTimes(data, header);
-  axis.native = false;
-  axis.relTolerance = 1.2e-7;
-  return axis;
+  return {DecodeDIAdemTimes(data, header), false, false, 2e-6, 1.2e-7};
 }
 
 // Clock stamps: the calendar fields of each scan's date.
@@ -163,8 +158,10 @@ void ExpectTimes(const Axis& axis, const samples::SampleSpec& sample, int64_t fi
 
 TEST(TimeAxes, EveryTimedWriterFollowsTheSourcesClock) {
   ScratchDir dir;
+  ConversionRequest r;
+  r.header = dir.File("out.hdr");
+  r.data = dir.File("out.dat");
   for (const Variant& v : kVariants) {
-    ConversionRequest r;
     r.files = WriteSampleFiles(v.sample, dir, "acq");
     ASSERT_EQ(r.files.size(), 2u);
     r.sourceType = v.sample.type;
@@ -172,15 +169,11 @@ TEST(TimeAxes, EveryTimedWriterFollowsTheSourcesClock) {
       SCOPED_TRACE(std::string(v.name) + " into " + w.name);
       r.format = w.format;
       r.flags = v.flags | w.flags;
-      r.header = dir.File("out.hdr");
-      r.data = dir.File("out.dat");
-      const int64_t scans = v.sample.scans;
-      const int64_t firstScans[] = {0, 37};
-      for (const int64_t first : firstScans) {
+      for (const int64_t first : {0, 37}) {  // every scan, then 301 scans from scan 37
         if (first > 0 && !w.ranges) break;
+        const int64_t count = first > 0 ? 301 : v.sample.scans;
         r.firstScan = static_cast<uint32_t>(first);
         r.scanCount = first > 0 ? 301 : 0;
-        const int64_t count = first > 0 ? 301 : scans;
         ASSERT_EQ(Convert(r), 0);
         ExpectTimes(w.read(r.data, r.header), v.sample, first, WritesTimes(w, v.sample) ? count : 0);
       }

@@ -1,13 +1,10 @@
-// Test helpers of every writer test, on top of the API tests' kit: writer runs the way the
-// conversion session does them (files created, PreConvert, blocks appended after the header,
-// PostConvert), conversions through the exported functions (block size, scan range, decimal
-// mark), and fixtures with the conversion clock fixed.
+// Helpers of the writer tests on top of the API tests' kit: writer runs the way the session does
+// them, conversions through the exported functions, and fixtures with the conversion clock fixed.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -159,7 +156,6 @@ class FixedClockWriterTest : public ::testing::Test {
   std::string Path(const std::string& name) const { return scratch_.File(name); }
 
   apitest::Scratch scratch_{FixedClock};
-  const std::filesystem::path dir_ = scratch_.Root();
 };
 using HeaderedWriterTest = FixedClockWriterTest<678>;
 
