@@ -159,6 +159,7 @@ TEST(TgtFmtHdf5, SmallBlocksFillEveryRowAndDateTheTrigger) {
   }
   EXPECT_EQ(TextAttribute(h5, "/", "trigger_time"), std::vector<std::string>{"2024-03-05T06:07:08.350000"});
   EXPECT_EQ(TextAttribute(h5, "/", "source_type"), std::vector<std::string>{"Fake"});
+  EXPECT_EQ(NumberAttribute(h5, "/", "post_trigger_rate"), std::vector<double>{100.0});
   EXPECT_EQ(TextAttribute(h5, "time", "units"), std::vector<std::string>{"days since 1899-12-30 00:00:00"});
 }
 
