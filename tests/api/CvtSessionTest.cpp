@@ -2,6 +2,7 @@
 // past the end, the files left behind, and writers held to their contract.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -142,9 +143,7 @@ class ScriptedWriter : public TgtFmt {
     if (how_ == Misbehaviour::kTakesDataFile) return 0;  // it places its data itself
     // A liar fills one byte more than two per scan, as a text writer that under-estimated would.
     const size_t bytes = static_cast<size_t>(scans) * 2 + (how_ == Misbehaviour::kLiesAboutSize ? 1 : 0);
-    uint8_t* p = out.Extend(bytes);
-    if (p == nullptr) return static_cast<int64_t>(bytes);
-    for (size_t i = 0; i < bytes; ++i) p[i] = 'x';
+    if (uint8_t* p = out.Extend(bytes)) std::memset(p, 'x', bytes);
     return static_cast<int64_t>(bytes);
   }
 
