@@ -1,6 +1,5 @@
-// Descriptions that claim 2^31 channels, records, text bytes, scans or trigger scans, opened
-// through every entry point in a child process whose address space is limited to 1 GiB, so that
-// an allocation sized by a claimed count fails the child instead of passing unseen.
+// Descriptions claiming 2^31 channels, records, text bytes or scans, opened through every entry point in a
+// child limited to 1 GiB of address space, so that an allocation sized by a claimed count fails visibly.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 

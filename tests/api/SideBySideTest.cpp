@@ -1,7 +1,5 @@
-// Conversions in two processes at once, their steps interleaved in a fixed order through pipes:
-// a file one process holds is refused to the other with the status for a held file and is left
-// as the holder writes it; conversions of separate files run side by side without disturbing each
-// other, temporary channel files included.
+// Conversions in two processes at once, steps interleaved through pipes: a held file is refused to the other
+// with its status and left whole; separate conversions, temporary files included, do not disturb each other.
 #include <gtest/gtest.h>
 
 #include <string>

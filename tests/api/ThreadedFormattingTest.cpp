@@ -1,6 +1,5 @@
-// Threads on and off through the handle API: every writer (the spreadsheet also with times) gives
-// the same bytes with TRAVUNE_FLAG_ONE_THREAD as when text is formatted on every core and reads
-// and writes overlap the formatting, and both equal the exported functions' small blocks.
+// Every writer (the spreadsheet also with times) gives the same bytes through the handle API on one thread,
+// on every core with reads and writes overlapped, and through the exported functions' small blocks.
 #include <gtest/gtest.h>
 
 #include <string>

@@ -1,7 +1,5 @@
-// Real write failures: each writer converts in a child process whose file-size limit
-// (RLIMIT_FSIZE, SIGXFSZ ignored) lies below the size of its output, so the kernel refuses a
-// write part-way through. The failure must be reported, and the data file must keep exactly the
-// blocks written before it, byte for byte as a conversion without a limit writes them.
+// Real write failures: each writer converts in a child whose file-size limit lies below its output, so the
+// kernel refuses a write part-way; the failure is reported and the blocks before it kept byte for byte.
 #include <gtest/gtest.h>
 #include <fcntl.h>
 #include <sys/resource.h>

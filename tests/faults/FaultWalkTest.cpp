@@ -1,9 +1,6 @@
-// Injected failures walked through whole sessions: for every kind of platform call and every
-// position N, the Nth call fails during a conversion into each format, a Data File Access session
-// and a handle-API conversion. Each run must answer with a documented status, leave no
-// descriptor, lock or temporary file behind, never report success with other bytes than a clean
-// run, and leave the library able to do the next run correctly. Then the free-space check, with
-// the free bytes the platform reports set by the test.
+// Injected failures: the Nth call of each kind fails in a conversion into each format, a Data File Access
+// session and a handle-API conversion; each run gives a documented status, leaves no descriptor, lock or
+// temporary file, never reports success with other bytes, and the next run is right. Then the free-space check.
 #include <gtest/gtest.h>
 
 #include <algorithm>
