@@ -1,6 +1,5 @@
-// DIAdem writer: both files byte for byte with an implicit and an explicit time channel, the
-// implicit start and step for odd rates, the explicit times of untimed and unreadable time
-// bases, block sizes and scan ranges, and the reference scan of rateless stamps.
+// DIAdem writer: both files byte for byte with implicit and explicit time channels, odd rates' start
+// and step, explicit times of untimed and rateless scans, and the reference scan of rateless stamps.
 #include <gtest/gtest.h>
 
 #include <cmath>

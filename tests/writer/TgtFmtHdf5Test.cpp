@@ -1,6 +1,5 @@
-// The HDF5 writer read back through the HDF5 C library: rows filled from small blocks, dated
-// times, a channel subset and scan range, and an output that cannot be created. Every source's
-// values, times, attributes and compression are read back with h5py in python/tests/test_hdf5.py.
+// HDF5 writer read back through the HDF5 C library: small blocks, dated times, a channel subset and
+// scan range, an output that cannot be created (every source read back: python/tests/test_hdf5.py).
 #include <gtest/gtest.h>
 #include <hdf5.h>
 

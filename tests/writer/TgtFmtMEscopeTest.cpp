@@ -1,6 +1,5 @@
-// ME'scope writer with the WrtBlk32 block-writer library: block files written by hand from the
-// calls' meaning, infinite spacing, and every message and failure path (through the library's
-// test build, which fails on demand).
+// ME'scope writer with the WrtBlk32 block-writer library: block files written by hand, infinite
+// spacing, and every message and failure path (through the library's test build, which fails on demand).
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
