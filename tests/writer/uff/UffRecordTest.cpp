@@ -28,7 +28,7 @@ TEST(UffRecord, NumberFieldsHaveTheirExactWidth) {
     const char* expected;
   } cases[] = {
       // A negative number starts with one blank (a positive one with two: the whole files show
-      // those, the exponent letter D, the decimal comma and rounding that carries).
+      // those, the exponent letter D and rounding that carries; Uff58Conversion the comma).
       {UffNumberForm::kWide, -1.5, " -1.50000000000000000E+00"},
       {UffNumberForm::kMedium, -1.5, " -1.5000000E+00"},
       {UffNumberForm::kNarrow, -0.0, " -0.00000E+00"},
