@@ -2,8 +2,9 @@
 // from the writers' code, that hand back what a converted file holds.
 #pragma once
 
+#include <bit>
+#include <charconv>
 #include <cstdint>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -22,45 +23,6 @@ struct Decoded {
   double relTolerance = 0.0;
   bool ok = false;  // false when the file could not be decoded
 };
-
-// The whole file, or "" when it cannot be read.
-inline std::string FileContents(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-// The unsigned little-endian number of width bytes at bytes[at].
-inline uint64_t LittleEndianWord(const std::string& bytes, size_t at, int width) {
-  uint64_t v = 0;
-  for (int i = width - 1; i >= 0; --i) v = (v << 8) | static_cast<uint8_t>(bytes[at + static_cast<size_t>(i)]);
-  return v;
-}
-
-inline float LittleEndianFloat(const char* p) {
-  uint32_t u = 0;
-  for (int i = 3; i >= 0; --i) u = (u << 8) | static_cast<uint8_t>(p[i]);
-  float f;
-  std::memcpy(&f, &u, 4);
-  return f;
-}
-
-inline double LittleEndianDouble(const std::string& bytes, size_t at) {
-  const uint64_t u = LittleEndianWord(bytes, at, 8);
-  double d;
-  std::memcpy(&d, &u, 8);
-  return d;
-}
-
-// The pieces of text between separators (one more than there are separators).
-inline std::vector<std::string> Split(const std::string& text, const std::string& separator) {
-  std::vector<std::string> pieces;
-  size_t start = 0;
-  for (size_t end; (end = text.find(separator, start)) != std::string::npos; start = end + separator.size()) {
-    pieces.push_back(text.substr(start, end - start));
-  }
-  pieces.push_back(text.substr(start));
-  return pieces;
-}
 
 // Every decoder takes the data file and the header file; formats of one file ignore the header.
 // Plain text (no header lines) and the spreadsheet (header lines and time column skipped).
@@ -99,12 +61,12 @@ double TimeFieldsValue(const std::vector<std::string>& fields);
 
 // A block file written by the block-writer library, its layout checked line by line.
 struct BlockFile {
-  std::string spacing;                   // "Uniform" or "Non-Uniform"
+  std::string spacing;         // "Uniform" or "Non-Uniform"
   size_t traces = 0;
-  std::vector<double> x;                 // one per sample
-  std::vector<double> values;            // sample after sample, one per trace
-  bool ok = false;                       // false when the file is missing or malformed
-  std::string error;                     // what was wrong
+  std::vector<double> x;       // one per sample
+  std::vector<double> values;  // sample after sample, one per trace
+  bool ok = false;             // false when the file is missing or malformed
+  std::string error;           // what was wrong
 };
 BlockFile ReadBlockFile(const std::string& path);
 
@@ -124,11 +86,8 @@ std::vector<HalvardStamp> DecodeHalvardStamps(const std::string& dataPath, const
 
 // A dataset 58 (text or binary) of a Universal File Format file.
 struct UffChannelData {
-  std::string label;           // record 9's ordinate label
-  int64_t declaredValues = 0;  // record 7
-  bool evenSpacing = true;     // record 7
+  std::string label;  // record 9's ordinate label
   bool binary = false;
-  int64_t declaredBytes = 0;  // binary form only
   std::vector<double> times;  // uneven spacing only: each value's abscissa
   std::vector<double> values;
 };
@@ -139,5 +98,88 @@ struct UffContents {
 };
 // Numbers may use ',' as decimal mark and 'D' as exponent letter.
 UffContents ReadUff(const std::string& path);
+
+// Shared by the decoders.
+
+// The whole file, or "" when it cannot be read.
+inline std::string FileContents(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// The unsigned little-endian number of width bytes at p.
+inline uint64_t LittleEndianWord(const char* p, int width) {
+  uint64_t v = 0;
+  for (int i = width - 1; i >= 0; --i) v = v << 8 | static_cast<uint8_t>(p[i]);
+  return v;
+}
+inline float LittleEndianFloat(const char* p) {
+  return std::bit_cast<float>(static_cast<uint32_t>(LittleEndianWord(p, 4)));
+}
+inline double LittleEndianDouble(const char* p) { return std::bit_cast<double>(LittleEndianWord(p, 8)); }
+
+// The pieces of text between separators (one more than there are separators).
+inline std::vector<std::string> Split(const std::string& text, const std::string& separator) {
+  std::vector<std::string> pieces;
+  size_t start = 0;
+  for (size_t end; (end = text.find(separator, start)) != std::string::npos; start = end + separator.size()) {
+    pieces.push_back(text.substr(start, end - start));
+  }
+  pieces.push_back(text.substr(start));
+  return pieces;
+}
+
+// The lines of the file; false when it cannot be opened or a line does not end in CR LF or
+// holds another CR or LF.
+inline bool CrlfLines(const std::string& path, std::vector<std::string>* lines) {
+  std::ifstream in(path, std::ios::binary);
+  *lines = Split(std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()), "\r\n");
+  if (!in.is_open() || !lines->back().empty()) return false;
+  lines->pop_back();
+  for (const std::string& line : *lines) {
+    if (line.find_first_of("\r\n") != std::string::npos) return false;
+  }
+  return true;
+}
+
+// The number the whole of text spells (no blanks, no '+'); "inf" and "nan" for floating types.
+template <typename T>
+bool ParseWhole(const std::string& text, T* out) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), *out);
+  return !text.empty() && error == std::errc() && end == text.data() + text.size();
+}
+
+// Reads a file front to back; a call that fails leaves nothing the caller may rely on.
+class Cursor {
+ public:
+  explicit Cursor(std::string text) : text_(std::move(text)) {}
+  size_t Rest() const { return text_.size() - pos_; }
+  bool Take(const std::string& expected) {
+    if (text_.compare(pos_, expected.size(), expected) != 0) return false;
+    pos_ += expected.size();
+    return true;
+  }
+  bool Bytes(size_t n, std::string* out) {
+    if (Rest() < n) return false;
+    *out = text_.substr(pos_, n);
+    pos_ += n;
+    return true;
+  }
+  // The characters before the next stop, which is consumed too.
+  bool Until(char stop, std::string* out) {
+    const size_t end = text_.find(stop, pos_);
+    return end != std::string::npos && Bytes(end - pos_, out) && Bytes(1, &skipped_);
+  }
+  // A line ending in CR LF that holds no other CR or LF.
+  bool Line(std::string* out) {
+    if (!Until('\n', out) || out->empty() || out->back() != '\r') return false;
+    out->pop_back();
+    return out->find('\r') == std::string::npos;
+  }
+
+ private:
+  std::string text_, skipped_;
+  size_t pos_ = 0;
+};
 
 }  // namespace travune::testing

@@ -1,48 +1,36 @@
-// Text decoding for the writer tests: splits lines and fields, parses numbers written with
-// either decimal mark, and tells from the printed digits how precise each value is.
-#include "writer/decoders/Decoders.h"
-
+// Decoders of the text formats: the plain text and spreadsheet files (numbers in either decimal
+// mark, their precision told by the printed digits, the spreadsheet's time column) and the
+// block file of the block-writer library.
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <limits>
+
+#include "writer/decoders/Decoders.h"
 
 namespace travune::testing {
 namespace {
 
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
-struct Lines {
-  std::vector<std::vector<std::string>> fields;  // per line, the fields before the final tab
-  bool ok = false;
-};
-
-// Every line must end in a tab and CR LF; the fields are what the tabs separate.
-Lines SplitLines(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  Lines lines;
-  if (!in) return lines;
-  std::vector<std::string> text = Split(std::string(std::istreambuf_iterator<char>(in), {}), "\r\n");
-  if (!text.back().empty()) return lines;  // the last line without its CR LF
-  text.pop_back();
-  for (const std::string& line : text) {
-    if (line.empty() || line.back() != '\t') return lines;
-    lines.fields.push_back(Split(line.substr(0, line.size() - 1), "\t"));
+// Per line, the fields of a text or spreadsheet file: every line must end in a tab and CR LF.
+bool TabbedLines(const std::string& path, std::vector<std::vector<std::string>>* fields) {
+  std::vector<std::string> lines;
+  if (!CrlfLines(path, &lines)) return false;
+  for (const std::string& line : lines) {
+    if (line.empty() || line.back() != '\t') return false;
+    fields->push_back(Split(line.substr(0, line.size() - 1), "\t"));
   }
-  lines.ok = true;
-  return lines;
+  return true;
 }
 
+// A printed number: one leading blank allowed, '.' or ',' as decimal mark.
 double ParseDouble(std::string text, bool* ok) {
   if (!text.empty() && text[0] == ' ') text.erase(0, 1);
   std::replace(text.begin(), text.end(), ',', '.');
   double value = kNan;
-  const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-  *ok = !text.empty() && result.ec == std::errc() && result.ptr == text.data() + text.size();
+  *ok = ParseWhole(text, &value);
   return value;
 }
 
@@ -59,37 +47,36 @@ void AddTolerance(const std::string& field, Decoded* decoded) {
   decoded->relTolerance = std::max(decoded->relTolerance, 0.5 * std::pow(10.0, -digits) * 1.001);
 }
 
-// Values of lines [first, end), skipping timeFields fields in front of each.
-Decoded DecodeValues(const Lines& lines, size_t first, int timeFields) {
+// How many fields the spreadsheet's time column takes: "Time", then "ms" and "Date" when printed.
+int TimeFieldsOf(const std::vector<std::string>& titles) {
+  int fields = titles.empty() || titles[0] != "Time" ? 0 : 1;
+  for (const char* title : {"ms", "Date"}) {
+    if (fields > 0 && fields < static_cast<int>(titles.size()) && titles[fields] == title) ++fields;
+  }
+  return fields;
+}
+
+// Values of the lines from first on, after the spreadsheet's time fields.
+Decoded DecodeValues(const std::string& path, size_t first, bool spreadsheet) {
   Decoded decoded;
-  if (!lines.ok || lines.fields.size() < first) return decoded;
-  decoded.scans = static_cast<int64_t>(lines.fields.size() - first);
-  if (decoded.scans > 0) decoded.chans = static_cast<int32_t>(lines.fields[first].size()) - timeFields;
-  for (size_t line = first; line < lines.fields.size(); ++line) {
-    const std::vector<std::string>& fields = lines.fields[line];
+  std::vector<std::vector<std::string>> lines;
+  if (!TabbedLines(path, &lines) || lines.size() < first) return decoded;
+  const int timeFields = spreadsheet ? TimeFieldsOf(lines[0]) : 0;
+  decoded.scans = static_cast<int64_t>(lines.size() - first);
+  if (decoded.scans > 0) decoded.chans = static_cast<int32_t>(lines[first].size()) - timeFields;
+  for (size_t line = first; line < lines.size(); ++line) {
+    const std::vector<std::string>& fields = lines[line];
     if (static_cast<int32_t>(fields.size()) != decoded.chans + timeFields) return decoded;
     for (size_t f = static_cast<size_t>(timeFields); f < fields.size(); ++f) {
       // A value too wide for its column is written as asterisks: unknown, but not malformed.
-      if (fields[f].find_first_not_of('*') == std::string::npos) {
-        decoded.values.push_back(kNan);
-        continue;
-      }
-      bool ok = false;
-      decoded.values.push_back(ParseDouble(fields[f], &ok));
+      bool ok = !fields[f].empty() && fields[f].find_first_not_of('*') == std::string::npos;
+      decoded.values.push_back(ok ? kNan : ParseDouble(fields[f], &ok));
       if (!ok) return decoded;
       AddTolerance(fields[f], &decoded);
     }
   }
   decoded.ok = true;
   return decoded;
-}
-
-int TimeFieldsOf(const std::vector<std::string>& titles) {
-  if (titles.empty() || titles[0] != "Time") return 0;
-  int fields = 1;
-  if (fields < static_cast<int>(titles.size()) && titles[fields] == "ms") ++fields;
-  if (fields < static_cast<int>(titles.size()) && titles[fields] == "Date") ++fields;
-  return fields;
 }
 
 // "hh:mm:ss" (any number of hour digits) in seconds; NaN when malformed.
@@ -113,37 +100,36 @@ double FractionSeconds(const std::string& text) {
 
 // "MM-DD-YYYY" as days since 30 December 1899; NaN when malformed.
 double DateDays(const std::string& text) {
-  unsigned month = 0, day = 0;
-  int year = 0;
-  char extra = 0;
-  if (std::sscanf(text.c_str(), "%2u-%2u-%4d%c", &month, &day, &year, &extra) != 3) return kNan;
   using namespace std::chrono;
-  const year_month_day date{std::chrono::year{year}, std::chrono::month{month}, std::chrono::day{day}};
+  unsigned m = 0, d = 0;
+  int y = 0;
+  char extra = 0;
+  if (std::sscanf(text.c_str(), "%2u-%2u-%4d%c", &m, &d, &y, &extra) != 3) return kNan;
+  const year_month_day date{year{y}, month{m}, day{d}};
   if (!date.ok()) return kNan;
-  const year_month_day epoch{std::chrono::year{1899}, December, std::chrono::day{30}};
-  return static_cast<double>((sys_days{date} - sys_days{epoch}).count());
+  return static_cast<double>((sys_days{date} - sys_days{year{1899} / December / 30}).count());
+}
+
+BlockFile Failed(BlockFile file, std::string error) {
+  file.error = std::move(error);
+  return file;
 }
 
 }  // namespace
 
-Decoded DecodeText(const std::string& dataPath, const std::string&) { return DecodeValues(SplitLines(dataPath), 0, 0); }
+Decoded DecodeText(const std::string& dataPath, const std::string&) { return DecodeValues(dataPath, 0, false); }
 
-Decoded DecodeAscii(const std::string& dataPath, const std::string&) {
-  const Lines lines = SplitLines(dataPath);
-  if (!lines.ok || lines.fields.size() < 2) return Decoded{};
-  return DecodeValues(lines, 2, TimeFieldsOf(lines.fields[0]));
-}
+Decoded DecodeAscii(const std::string& dataPath, const std::string&) { return DecodeValues(dataPath, 2, true); }
 
 TextSheet ReadTextSheet(const std::string& dataPath) {
-  const Lines lines = SplitLines(dataPath);
   TextSheet sheet;
-  if (!lines.ok || lines.fields.size() < 2) return sheet;
-  sheet.units = lines.fields[1];
-  sheet.timeFields = TimeFieldsOf(lines.fields[0]);
-  for (size_t line = 2; line < lines.fields.size(); ++line) {
-    const std::vector<std::string>& fields = lines.fields[line];
-    if (static_cast<int>(fields.size()) < sheet.timeFields) return sheet;
-    sheet.times.emplace_back(fields.begin(), fields.begin() + sheet.timeFields);
+  std::vector<std::vector<std::string>> lines;
+  if (!TabbedLines(dataPath, &lines) || lines.size() < 2) return sheet;
+  sheet.units = lines[1];
+  sheet.timeFields = TimeFieldsOf(lines[0]);
+  for (size_t line = 2; line < lines.size(); ++line) {
+    if (static_cast<int>(lines[line].size()) < sheet.timeFields) return sheet;
+    sheet.times.emplace_back(lines[line].begin(), lines[line].begin() + sheet.timeFields);
   }
   sheet.ok = true;
   return sheet;
@@ -165,6 +151,55 @@ double TimeFieldsValue(const std::vector<std::string>& fields) {
   if (fractionFields == 1) seconds += FractionSeconds(fields[1]);
   if (relative) return first[0] == '-' ? -seconds : seconds;
   return DateDays(fields.back()) + seconds / 86400.0;
+}
+
+// Six header lines "keyword<TAB>cell..." in a fixed order, then one row per sample
+// "x<TAB>value..." of numbers in the shortest float text.
+BlockFile ReadBlockFile(const std::string& path) {
+  BlockFile file;
+  std::vector<std::string> lines;
+  if (!CrlfLines(path, &lines)) return Failed(std::move(file), "missing, or a line without CR LF");
+  // The first four keywords take one cell each; units and labels one per trace.
+  const char* keywords[] = {"Measurement Type", "Label", "X Axis Spacing", "X Axis Units", "Y Axis Units",
+                            "Trace Labels"};
+  std::vector<std::string> header[6];
+  for (size_t i = 0; i < 6; ++i) {
+    if (i == lines.size()) return Failed(std::move(file), std::string("no line for ") + keywords[i]);
+    header[i] = Split(lines[i], "\t");
+    if (header[i][0] != keywords[i]) return Failed(std::move(file), "expected " + std::string(keywords[i]));
+    if (i < 4 && header[i].size() != 2) return Failed(std::move(file), "one cell expected after " + header[i][0]);
+  }
+  file.spacing = header[2][1];
+  file.traces = header[5].size() - 1;
+  if (file.spacing != "Uniform" && file.spacing != "Non-Uniform") return Failed(std::move(file), "bad spacing");
+  if (header[4].size() != header[5].size()) return Failed(std::move(file), "units and labels differ");
+  for (size_t line = 6; line < lines.size(); ++line) {
+    const std::vector<std::string> cells = Split(lines[line], "\t");
+    if (cells.size() != file.traces + 1) return Failed(std::move(file), "row of the wrong width: " + lines[line]);
+    for (size_t t = 0; t <= file.traces; ++t) {
+      // Parsed as the float it is: its text need not name the double nearest the float.
+      float number = 0.0f;
+      if (!ParseWhole(cells[t], &number)) return Failed(std::move(file), "bad number " + cells[t]);
+      (t == 0 ? file.x : file.values).push_back(number);
+    }
+  }
+  file.ok = true;
+  return file;
+}
+
+Decoded DecodeBlock(const std::string& dataPath, const std::string&) {
+  Decoded decoded;
+  BlockFile file = ReadBlockFile(dataPath);
+  if (!file.ok) return decoded;
+  decoded.scans = static_cast<int64_t>(file.x.size());
+  decoded.chans = static_cast<int32_t>(file.traces);
+  decoded.values = std::move(file.values);
+  // Each value is the float nearest the scaled value: half a unit in its last place, 2^-24
+  // relative, or half the smallest subnormal near zero.
+  decoded.relTolerance = 5.9604645e-8 * 1.000001;
+  decoded.absTolerance = 7.1e-46;
+  decoded.ok = true;
+  return decoded;
 }
 
 }  // namespace travune::testing
