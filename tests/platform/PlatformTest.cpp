@@ -81,9 +81,9 @@ TEST_F(PlatformFileTest, PositionedReadsAndWrites) {
   EXPECT_FALSE(File::OpenRead(nullptr).IsOpen());
 }
 
-// A sparse file of 5 GiB + 7 bytes with a known write time, the one field of the information
-// record the library reads (into the UFF header's date).
-TEST_F(PlatformFileTest, InformationHasTheWriteTime) {
+// A sparse file of 5 GiB + 7 bytes with a known write time (the UFF header's date): the size
+// split at 32 bits and the write time in ticks since 1601.
+TEST_F(PlatformFileTest, InformationHasTheSizeAndWriteTime) {
   const std::string path = PathOf("big.bin");
   ASSERT_TRUE(File::Create(path.c_str()).Resize((uint64_t{5} << 30) + 7));
   // 2 January 2003 00:00:00 UTC is 1041465600 s after 1970; in 100-ns ticks since 1601:
@@ -94,6 +94,8 @@ TEST_F(PlatformFileTest, InformationHasTheWriteTime) {
   FileInformation info;
   ASSERT_TRUE(file.GetInformation(&info));
   const uint64_t expectedTicks = 126859392000012345ull;
+  EXPECT_EQ(info.sizeHigh, 1u);  // 5 GiB + 7 split at 32 bits
+  EXPECT_EQ(info.sizeLow, (1u << 30) + 7u);
   EXPECT_EQ(info.lastWriteLow, static_cast<uint32_t>(expectedTicks));
   EXPECT_EQ(info.lastWriteHigh, static_cast<uint32_t>(expectedTicks >> 32));
   char last = 1;  // offsets beyond 32 bits
